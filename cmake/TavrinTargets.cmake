@@ -1,0 +1,51 @@
+# Helpers shared by every folder's CMakeLists.txt.
+
+# Compiler warnings the project builds clean with.
+function(tavrin_set_warnings target)
+    if(MSVC)
+        target_compile_options(${target} PRIVATE /W4 $<$<BOOL:${TAVRIN_WARNINGS_AS_ERRORS}>:/WX>)
+    else()
+        target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow
+            $<$<BOOL:${TAVRIN_WARNINGS_AS_ERRORS}>:-Werror>)
+    endif()
+endfunction()
+
+# Adds `<stem>_win.cpp` on Windows and `<stem>_posix.cpp` elsewhere, so that shared code
+# never needs an #ifdef to reach the platform.
+function(tavrin_platform_sources target)
+    foreach(stem IN LISTS ARGN)
+        if(WIN32)
+            target_sources(${target} PRIVATE ${stem}_win.cpp)
+        else()
+            target_sources(${target} PRIVATE ${stem}_posix.cpp)
+        endif()
+    endforeach()
+endfunction()
+
+# Fails the configuration when a Qt target reaches `target`, and records its sources so that
+# a test can prove none of them includes a Qt header.
+function(tavrin_check_qt_free target)
+    get_target_property(links ${target} LINK_LIBRARIES)
+    if(links)
+        foreach(link IN LISTS links)
+            if(link MATCHES "^Qt[0-9]*::")
+                message(FATAL_ERROR "${target} must stay free of Qt but links ${link}")
+            endif()
+        endforeach()
+    endif()
+    get_target_property(sources ${target} SOURCES)
+    get_target_property(sourceDir ${target} SOURCE_DIR)
+    set(files "")
+    foreach(source IN LISTS sources)
+        cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${sourceDir} OUTPUT_VARIABLE absolute)
+        list(APPEND files ${absolute})
+        # The headers beside each source belong to the engine too.
+        cmake_path(REPLACE_EXTENSION absolute LAST_ONLY ".h" OUTPUT_VARIABLE header)
+        string(REGEX REPLACE "_(win|posix)\\.h$" ".h" header "${header}")
+        if(EXISTS ${header})
+            list(APPEND files ${header})
+        endif()
+    endforeach()
+    list(REMOVE_DUPLICATES files)
+    file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/${target}_sources.txt CONTENT "$<JOIN:${files},\n>\n")
+endfunction()
