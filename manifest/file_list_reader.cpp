@@ -19,16 +19,26 @@ bool Fail(FileListReadError& error, const char* message) {
     return false;
 }
 
-bool AtEnd(const FileListReader& reader) { return reader.position >= reader.text.size(); }
+bool AtEnd(const FileListReader& reader) {
+    return reader.position >= reader.text.size();
+}
 
-char Peek(const FileListReader& reader) { return reader.text[reader.position]; }
+char Peek(const FileListReader& reader) {
+    return reader.text[reader.position];
+}
 
-bool IsJsonWhitespace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+bool IsJsonWhitespace(char c) {
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
 
 // The characters the C library's isspace() knows in the classic locale; strtod skips them.
-bool IsCSpace(char c) { return IsJsonWhitespace(c) || c == '\v' || c == '\f'; }
+bool IsCSpace(char c) {
+    return IsJsonWhitespace(c) || c == '\v' || c == '\f';
+}
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsDigit(char c) {
+    return c >= '0' && c <= '9';
+}
 
 int HexValue(char c) {
     if (c >= '0' && c <= '9') {
@@ -147,7 +157,8 @@ bool ReadStringView(FileListReader& reader, std::string& scratch, std::string_vi
     const char* begin = data + start;
     const std::size_t rest = size - start;
     const auto* quote = static_cast<const char*>(std::memchr(begin, '"', rest));
-    const std::size_t scanLength = quote != nullptr ? static_cast<std::size_t>(quote - begin) : rest;
+    const std::size_t scanLength =
+        quote != nullptr ? static_cast<std::size_t>(quote - begin) : rest;
     const auto* backslash = static_cast<const char*>(std::memchr(begin, '\\', scanLength));
     if (backslash == nullptr) {
         if (quote == nullptr) {
@@ -179,8 +190,7 @@ bool TryReadPlainInteger(const char* begin, const char* end, double& value, std:
     if (p == begin) {
         return false;
     }
-    if (p < end && (IsDigit(*p) || *p == '.' || *p == 'e' || *p == 'E' || *p == 'x' ||
-                    *p == 'X')) {
+    if (p < end && (IsDigit(*p) || *p == '.' || *p == 'e' || *p == 'E' || *p == 'x' || *p == 'X')) {
         return false;
     }
     value = static_cast<double>(accumulated);

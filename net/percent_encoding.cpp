@@ -4,8 +4,8 @@ namespace tavrin {
 namespace {
 
 bool IsUnreserved(unsigned char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
-           c == '-' || c == '.' || c == '_' || c == '~';
+    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
+           c == '.' || c == '_' || c == '~';
 }
 
 std::string Encode(std::string_view utf8, bool keepSlashes) {
@@ -27,8 +27,12 @@ std::string Encode(std::string_view utf8, bool keepSlashes) {
 
 }  // namespace
 
-std::string PercentEncode(std::string_view utf8) { return Encode(utf8, false); }
+std::string PercentEncode(std::string_view utf8) {
+    return Encode(utf8, false);
+}
 
-std::string PercentEncodeKeepingSlashes(std::string_view utf8) { return Encode(utf8, true); }
+std::string PercentEncodeKeepingSlashes(std::string_view utf8) {
+    return Encode(utf8, true);
+}
 
 }  // namespace tavrin

@@ -19,8 +19,12 @@ std::basic_string<Char> Trim(std::basic_string_view<Char> text) {
 
 }  // namespace
 
-std::wstring TrimWhitespace(std::wstring_view text) { return Trim(text); }
+std::wstring TrimWhitespace(std::wstring_view text) {
+    return Trim(text);
+}
 
-std::string TrimWhitespace(std::string_view text) { return Trim(text); }
+std::string TrimWhitespace(std::string_view text) {
+    return Trim(text);
+}
 
 }  // namespace tavrin

@@ -17,7 +17,9 @@ TEST(Fnv1aTest, eachByteIsXoredThenMultipliedByTheFnvPrime) {
 }
 
 TEST(Fnv1aTest, bytesAboveAsciiAreHashedUnsigned) {
-    EXPECT_EQ(Fnv1a64Hex("PC-RACER|\xC3\x96" "d\xC3\xB6n"), "7f8778fbc58f0c92");
+    EXPECT_EQ(Fnv1a64Hex("PC-RACER|\xC3\x96"
+                         "d\xC3\xB6n"),
+              "7f8778fbc58f0c92");
 }
 
 TEST(Fnv1aTest, hexIsZeroPaddedToSixteenLowerCaseDigits) {

@@ -31,8 +31,12 @@ TEST(Utf8ConversionTest, embeddedNulIsKept) {
 }
 
 TEST(Utf8ConversionTest, invalidBytesBecomeReplacementCharacters) {
-    EXPECT_EQ(Utf8ToWide("a\xFF" "b"), L"a\uFFFDb");
-    EXPECT_EQ(Utf8ToWide("a\x80" "b"), L"a\uFFFDb");
+    EXPECT_EQ(Utf8ToWide("a\xFF"
+                         "b"),
+              L"a\uFFFDb");
+    EXPECT_EQ(Utf8ToWide("a\x80"
+                         "b"),
+              L"a\uFFFDb");
 }
 
 }  // namespace

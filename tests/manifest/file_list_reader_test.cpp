@@ -83,8 +83,7 @@ TEST(FileListReaderTest, arrayWithOneEmptyObjectGivesEmptyList) {
 }
 
 TEST(FileListReaderTest, elementsStartFreshAndNothingCarriesOver) {
-    const ListResult result = ReadList(
-        R"([{"relative_path":"a"},{"relative_path":"b","size":5}])");
+    const ListResult result = ReadList(R"([{"relative_path":"a"},{"relative_path":"b","size":5}])");
     ASSERT_TRUE(result.ok) << result.error;
     ASSERT_EQ(result.entries.size(), 2U);
     EXPECT_EQ(result.entries[0].relativePath, "a");
@@ -92,8 +91,8 @@ TEST(FileListReaderTest, elementsStartFreshAndNothingCarriesOver) {
     EXPECT_EQ(result.entries[1].relativePath, "b");
     EXPECT_EQ(result.entries[1].size, 5U);
 
-    const ListResult reverse = ReadList(
-        R"([{"relative_path":"b","size":5,"mtime":7,"hash":"ab"},{"relative_path":"a"}])");
+    const ListResult reverse =
+        ReadList(R"([{"relative_path":"b","size":5,"mtime":7,"hash":"ab"},{"relative_path":"a"}])");
     ASSERT_TRUE(reverse.ok) << reverse.error;
     ASSERT_EQ(reverse.entries.size(), 2U);
     EXPECT_EQ(reverse.entries[1].size, 0U);
@@ -121,8 +120,7 @@ TEST(FileListReaderTest, mtimeAfterTheYear3000IsOutOfRange) {
     EXPECT_EQ(ReadListError(R"([{"relative_path":"a","mtime":32503680001}])"),
               "File mtime out of range");
     EXPECT_EQ(ReadSingle(R"({"relative_path":"a","mtime":32503680000})").mtime, 32503680000.0);
-    EXPECT_EQ(ReadListError(R"([{"relative_path":"a","mtime":-0.5}])"),
-              "File mtime out of range");
+    EXPECT_EQ(ReadListError(R"([{"relative_path":"a","mtime":-0.5}])"), "File mtime out of range");
 }
 
 TEST(FileListReaderTest, unicodeEscapeGivesUtf8Bytes) {
@@ -167,9 +165,9 @@ TEST(FileListReaderTest, textAfterClosingBracketIsIgnored) {
 // Every field and the keys.
 
 TEST(FileListReaderTest, readsAllFieldsInAnyOrder) {
-    const FileListEntry entry = ReadSingle(
-        R"({ "hash" : "ABCdef01", "mtime" : 1699999999.5 , "size":123456789012,)"
-        R"( "relative_path" : "content/cars/x.kn5" })");
+    const FileListEntry entry =
+        ReadSingle(R"({ "hash" : "ABCdef01", "mtime" : 1699999999.5 , "size":123456789012,)"
+                   R"( "relative_path" : "content/cars/x.kn5" })");
     EXPECT_EQ(entry.relativePath, "content/cars/x.kn5");
     EXPECT_EQ(entry.size, 123456789012ULL);
     EXPECT_EQ(entry.mtime, 1699999999.5);
