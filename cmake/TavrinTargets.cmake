@@ -49,3 +49,26 @@ function(tavrin_check_qt_free target)
     list(REMOVE_DUPLICATES files)
     file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/${target}_sources.txt CONTENT "$<JOIN:${files},\n>\n")
 endfunction()
+
+# Compiles the given data files into `target` behind a function `symbol()` declared by the
+# caller (see app/embedded_file.h).
+function(tavrin_embed_files target symbol)
+    set(output ${CMAKE_CURRENT_BINARY_DIR}/${symbol}.cpp)
+    set(files "")
+    foreach(file IN LISTS ARGN)
+        cmake_path(ABSOLUTE_PATH file BASE_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR})
+        list(APPEND files ${file})
+    endforeach()
+    string(REPLACE ";" "|" fileArgument "${files}")
+    add_custom_command(OUTPUT ${output}
+        COMMAND ${CMAKE_COMMAND} -DOUTPUT=${output} -DSYMBOL=${symbol} "-DFILES=${fileArgument}"
+                -P ${PROJECT_SOURCE_DIR}/cmake/EmbedFiles.cmake
+        DEPENDS ${files} ${PROJECT_SOURCE_DIR}/cmake/EmbedFiles.cmake
+        COMMENT "Embedding ${symbol}"
+        VERBATIM)
+    # A custom command only attaches to targets of its own folder; the target here makes it
+    # run before `target`, wherever that is defined.
+    add_custom_target(${symbol}_generated DEPENDS ${output})
+    add_dependencies(${target} ${symbol}_generated)
+    target_sources(${target} PRIVATE ${output})
+endfunction()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -10,5 +11,12 @@ namespace tavrin {
 // (wide) becomes U+FFFD, as the Windows conversion functions do.
 std::wstring Utf8ToWide(std::string_view utf8);
 std::string WideToUtf8(std::wstring_view wide);
+
+// Paths to and from texts without the process locale taking part: the engine's wide paths
+// and the UTF-8 bytes of Linux file names convert the same under any locale.
+std::string PathToUtf8(const std::filesystem::path& path);
+std::filesystem::path Utf8ToPath(std::string_view utf8);
+std::wstring PathToWide(const std::filesystem::path& path);
+std::filesystem::path WideToPath(std::wstring_view wide);
 
 }  // namespace tavrin
