@@ -33,7 +33,7 @@ std::filesystem::path AppDataDirectoryFor(const DataLocations& locations) {
 }
 
 std::filesystem::path SettingsFilePathFor(const DataLocations& locations) {
-    const std::filesystem::path primary = AppDataDirectoryFor(locations) / "Tavrin.ini";
+    std::filesystem::path primary = AppDataDirectoryFor(locations) / "Tavrin.ini";
     if (FileExists(primary)) {
         return primary;
     }

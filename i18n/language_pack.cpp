@@ -13,6 +13,7 @@
 #include "i18n/language_code.h"
 #include "i18n/placeholders.h"
 #include "i18n/utf8_conversion.h"
+#include "manifest/json_document.h"
 #include "sync/trim_whitespace.h"
 
 namespace tavrin {
@@ -52,12 +53,8 @@ std::optional<std::string> OpenPack(const LanguagePackSources& sources, std::str
     return std::nullopt;
 }
 
-// Parses a pack; nlohmann reports syntax errors by exception, which stops here.
 bool ParsePack(const std::string& bytes, nlohmann::json& document, std::string& error) {
-    try {
-        document = nlohmann::json::parse(bytes);
-    } catch (const nlohmann::json::parse_error& e) {
-        error = e.what();
+    if (!ParseJsonDocument(bytes, document, error)) {
         return false;
     }
     if (!document.is_object()) {

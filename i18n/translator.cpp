@@ -73,6 +73,7 @@ std::string LookUpText(const StringTable* current, const StringTable* english,
     return std::string(key);
 }
 
+// NOLINTNEXTLINE(readability-identifier-naming)
 std::string tr(std::string_view key) {
     EnsureEnglishBase();
     LanguageState& state = State();

@@ -13,6 +13,7 @@ namespace tavrin {
 // The text of `key` (ASCII) in the current language, else in English, else the key itself,
 // so a missing translation shows its key and never an empty label. A current-language text
 // that looks damaged by a wrong encoding falls back to English.
+// NOLINTNEXTLINE(readability-identifier-naming): the short name every caller uses
 std::string tr(std::string_view key);
 
 // The same text as a wide string, for the engine's messages.

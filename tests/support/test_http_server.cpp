@@ -191,26 +191,49 @@ struct TestHttpServer::Impl {
         }
     }
 
-    void Serve(tcp::socket& socket, int number) {
-        asio::streambuf buffer;
+    // Reads up to the end of a request head. The socket is polled rather than blocked on, so
+    // that a connection the client keeps idle (WinHTTP pools them for 30 s) ends as soon as
+    // the server stops.
+    bool ReadRequestHead(tcp::socket& socket, std::string& pending, std::string& head) {
+        std::array<char, 4096> chunk{};
         while (true) {
-            boost::system::error_code ec;
-            const std::size_t headerEnd = asio::read_until(socket, buffer, "\r\n\r\n", ec);
-            if (ec) {
-                return;
+            const std::size_t end = pending.find("\r\n\r\n");
+            if (end != std::string::npos) {
+                head = pending.substr(0, end + 4);
+                pending.erase(0, end + 4);
+                return true;
             }
-            std::string raw(
-                asio::buffers_begin(buffer.data()),
-                asio::buffers_begin(buffer.data()) + static_cast<std::ptrdiff_t>(headerEnd));
-            buffer.consume(headerEnd);
-            const RecordedRequest request = ParseRequest(raw, number);
+            boost::system::error_code ec;
+            boost::system::error_code modeError;
+            socket.non_blocking(true, modeError);
+            const std::size_t count = socket.read_some(asio::buffer(chunk), ec);
+            socket.non_blocking(false, modeError);
+            if (ec == asio::error::would_block || ec == asio::error::try_again) {
+                if (!Wait(5)) {
+                    return false;
+                }
+                continue;
+            }
+            if (ec) {
+                return false;
+            }
+            pending.append(chunk.data(), count);
+        }
+    }
+
+    void Serve(tcp::socket& socket, int number) {
+        std::string pending;
+        std::string head;
+        while (ReadRequestHead(socket, pending, head)) {
+            const RecordedRequest request = ParseRequest(head, number);
             const ScriptedReply reply = Choose(request);
             if (!Answer(socket, reply) || reply.closeConnection) {
-                boost::system::error_code ignored;
-                socket.shutdown(tcp::socket::shutdown_both, ignored);
-                return;
+                break;
             }
         }
+        boost::system::error_code ignored;
+        socket.shutdown(tcp::socket::shutdown_both, ignored);
+        socket.close(ignored);
     }
 
     static bool Send(tcp::socket& socket, std::string_view bytes) {

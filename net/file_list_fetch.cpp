@@ -1,0 +1,144 @@
+#include "net/file_list_fetch.h"
+
+#include "i18n/placeholders.h"
+#include "i18n/translator.h"
+#include "i18n/utf8_conversion.h"
+#include "manifest/file_list_reader.h"
+#include "net/http_request.h"
+#include "net/manifest_cache.h"
+#include "net/percent_encoding.h"
+#include "sync/trim_whitespace.h"
+
+namespace tavrin {
+namespace {
+
+constexpr int kMostPrompts = 3;
+
+struct Answer {
+    std::uint32_t status = 0;
+    std::string body;
+    std::wstring etag;
+    std::wstring lastModified;
+};
+
+bool Request(HttpSession& session, const std::wstring& path, const std::wstring& headers,
+             const std::atomic<bool>* cancelFlag, Answer& answer, std::wstring& errorText) {
+    HttpRequest request;
+    request.endpointPath = path;
+    request.outBody = &answer.body;
+    request.cancelFlag = cancelFlag;
+    request.extraHeaders = headers;
+    request.outETag = &answer.etag;
+    request.outLastModified = &answer.lastModified;
+    HttpResult result;
+    if (!ExecuteHttpRequest(session, request, result, errorText)) {
+        return false;
+    }
+    answer.status = result.status;
+    return true;
+}
+
+bool ReadList(const std::string& body, std::vector<FileListEntry>& entries,
+              FileListReadError& error) {
+    FileListReader reader{body, 0};
+    return ReadFileList(reader, entries, error);
+}
+
+std::wstring PasswordFor(const ProjectPasswords& passwords, const std::string& project) {
+    const auto it = passwords.find(project);
+    return it == passwords.end() ? std::wstring() : it->second;
+}
+
+}  // namespace
+
+std::wstring HeaderSafePassword(std::wstring_view password) {
+    std::wstring text = TrimWhitespace(password);
+    std::erase_if(text, [](wchar_t c) { return c == L'\r' || c == L'\n'; });
+    return text;
+}
+
+std::wstring FileListHeaders(const std::wstring& password, const std::wstring& etag,
+                             const std::wstring& lastModified, bool forceFull) {
+    std::wstring headers;
+    if (!password.empty()) {
+        headers += L"X-Project-Password: " + HeaderSafePassword(password) + L"\r\n";
+    }
+    if (!forceFull && !etag.empty()) {
+        headers += L"If-None-Match: " + etag + L"\r\n";
+    }
+    if (!forceFull && !lastModified.empty()) {
+        headers += L"If-Modified-Since: " + lastModified + L"\r\n";
+    }
+    return headers;
+}
+
+bool FetchFileList(HttpSession& session, std::wstring_view serverText, const std::string& project,
+                   ProjectPasswords& passwords, const PasswordPrompt& prompt, bool forceFull,
+                   const std::atomic<bool>* cancelFlag, std::vector<FileListEntry>& entries,
+                   bool& fromCache, std::wstring& errorText) {
+    fromCache = false;
+    const std::wstring projectText = Utf8ToWide(project);
+    const std::wstring path = L"/file_list/" + Utf8ToWide(PercentEncode(project));
+    const CachedManifest cached = ReadManifestCache(serverText, project);
+
+    Answer answer;
+    int prompts = 0;
+    while (true) {
+        const std::wstring headers = FileListHeaders(PasswordFor(passwords, project), cached.etag,
+                                                     cached.lastModified, forceFull);
+        if (!Request(session, path, headers, cancelFlag, answer, errorText)) {
+            return false;
+        }
+        if (answer.status != 401) {
+            break;
+        }
+        const bool passwordSent = !PasswordFor(passwords, project).empty();
+        std::wstring entered;
+        if (!prompt.ask || !prompt.ask(project, passwordSent, entered)) {
+            errorText = FillPlaceholders(TrWide(passwordSent ? "error.project_password_invalid"
+                                                             : "error.project_password_required"),
+                                         {projectText});
+            return false;
+        }
+        passwords[project] = entered;
+        if (prompt.remember) {
+            prompt.remember(project, entered);
+        }
+        // After the third prompt the 401 stands; the last password is kept for the next run.
+        if (++prompts >= kMostPrompts) {
+            break;
+        }
+    }
+
+    FileListReadError readError;
+    if (answer.status == 304) {
+        if (!cached.body.empty() && ReadList(cached.body, entries, readError)) {
+            fromCache = true;
+            return true;
+        }
+        // The cached list is gone or damaged: ask once more for the whole list.
+        const std::wstring headers =
+            FileListHeaders(PasswordFor(passwords, project), L"", L"", true);
+        if (!Request(session, path, headers, cancelFlag, answer, errorText)) {
+            return false;
+        }
+    }
+    if (answer.status == 200) {
+        if (!ReadList(answer.body, entries, readError)) {
+            errorText = FillPlaceholders(TrWide("error.file_list_invalid_for_project"),
+                                         {projectText, Utf8ToWide(readError.message)});
+            return false;
+        }
+        const bool hasValidators = !answer.etag.empty() || !answer.lastModified.empty();
+        std::wstring ignored;
+        WriteManifestCache(serverText, project, answer.body,
+                           hasValidators ? answer.etag : cached.etag,
+                           hasValidators ? answer.lastModified : cached.lastModified, ignored);
+        return true;
+    }
+    errorText = FillPlaceholders(TrWide("error.file_list_http_for_project"),
+                                 {projectText, std::to_wstring(answer.status)});
+    return false;
+}
+
+}  // namespace tavrin

@@ -1,0 +1,186 @@
+// Windows side of request execution: WinHTTP, reading the body in chunks of at most 64 KiB
+// into a file or memory and reading the cancel flag before each chunk.
+#include <algorithm>
+#include <cwctype>
+#include <fstream>
+#include <vector>
+
+#include "i18n/placeholders.h"
+#include "i18n/translator.h"
+#include "i18n/utf8_conversion.h"
+#include "net/http_connection_win.h"
+#include "net/http_request.h"
+#include "net/system_error.h"
+
+namespace tavrin {
+namespace {
+
+constexpr DWORD kChunk = 65536;
+
+// Closes the request handle on every way out.
+struct RequestHandle {
+    HINTERNET handle = nullptr;
+    ~RequestHandle() {
+        if (handle != nullptr) {
+            WinHttpCloseHandle(handle);
+        }
+    }
+};
+
+bool FailWithCode(std::wstring& errorText, std::string_view key) {
+    const DWORD code = GetLastError();
+    errorText = FormatSystemError(key, code);
+    return false;
+}
+
+// A header's text, trimmed; empty when the answer has none.
+std::wstring ReadHeader(HINTERNET request, DWORD query) {
+    DWORD size = 0;
+    WinHttpQueryHeaders(request, query, WINHTTP_HEADER_NAME_BY_INDEX, WINHTTP_NO_OUTPUT_BUFFER,
+                        &size, WINHTTP_NO_HEADER_INDEX);
+    if (GetLastError() != ERROR_INSUFFICIENT_BUFFER || size < 3) {
+        return {};
+    }
+    std::vector<wchar_t> buffer(size / sizeof(wchar_t) + 1);
+    if (!WinHttpQueryHeaders(request, query, WINHTTP_HEADER_NAME_BY_INDEX, buffer.data(), &size,
+                             WINHTTP_NO_HEADER_INDEX)) {
+        return {};
+    }
+    return CleanHeaderValue(std::wstring_view(buffer.data(), size / sizeof(wchar_t)));
+}
+
+// Redirects follow WinHTTP's default policy (never from https to http, at most 10); a
+// request that carries a password follows none, so the password stays with this server.
+void SetRedirectPolicy(HINTERNET request, const HttpRequest& options) {
+    if (CarriesPassword(options.extraHeaders)) {
+        DWORD never = WINHTTP_OPTION_REDIRECT_POLICY_NEVER;
+        WinHttpSetOption(request, WINHTTP_OPTION_REDIRECT_POLICY, &never, sizeof never);
+    }
+}
+
+struct Sink {
+    std::ofstream file;
+    std::string* body = nullptr;
+    bool toFile = false;
+};
+
+}  // namespace
+
+bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpResult& result,
+                        std::wstring& errorText) {
+    result = HttpResult{};
+    if (!session.connection) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return FailWithCode(errorText, "error.winhttp_open_request_failed");
+    }
+    const std::wstring path = JoinRequestPath(session.endpoint.basePath, options.endpointPath);
+    RequestHandle request;
+    request.handle =
+        WinHttpOpenRequest(session.connection->connect, options.verb.c_str(), path.c_str(), nullptr,
+                           WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES,
+                           session.endpoint.scheme == kSchemeHttps ? WINHTTP_FLAG_SECURE : 0);
+    if (request.handle == nullptr) {
+        return FailWithCode(errorText, "error.winhttp_open_request_failed");
+    }
+    DWORD headerWait = static_cast<DWORD>(session.timeouts.receiveMs);
+    WinHttpSetOption(request.handle, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &headerWait,
+                     sizeof headerWait);
+    SetRedirectPolicy(request.handle, options);
+
+    const std::wstring headers =
+        BuildRequestHeaders(session.clientId, options.extraHeaders, session.decompression);
+    if (!WinHttpSendRequest(request.handle, headers.c_str(), static_cast<DWORD>(-1L),
+                            WINHTTP_NO_REQUEST_DATA, 0, 0, 0)) {
+        return FailWithCode(errorText, "error.winhttp_send_request_failed");
+    }
+    if (!WinHttpReceiveResponse(request.handle, nullptr)) {
+        return FailWithCode(errorText, "error.winhttp_receive_response_failed");
+    }
+    DWORD status = 0;
+    DWORD statusSize = sizeof status;
+    if (!WinHttpQueryHeaders(request.handle, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+                             WINHTTP_HEADER_NAME_BY_INDEX, &status, &statusSize,
+                             WINHTTP_NO_HEADER_INDEX)) {
+        return FailWithCode(errorText, "error.http_status_read_failed");
+    }
+    result.status = status;
+    if (options.outETag != nullptr) {
+        *options.outETag = ReadHeader(request.handle, WINHTTP_QUERY_ETAG);
+    }
+    if (options.outLastModified != nullptr) {
+        *options.outLastModified = ReadHeader(request.handle, WINHTTP_QUERY_LAST_MODIFIED);
+    }
+    std::wstring encoding = ReadHeader(request.handle, WINHTTP_QUERY_CONTENT_ENCODING);
+    std::transform(encoding.begin(), encoding.end(), encoding.begin(),
+                   [](wchar_t c) { return static_cast<wchar_t>(std::towlower(c)); });
+    const bool gzip = encoding.find(L"gzip") != std::wstring::npos;
+    const std::wstring lengthText = ReadHeader(request.handle, WINHTTP_QUERY_CONTENT_LENGTH);
+    wchar_t* lengthEnd = nullptr;
+    const unsigned long long length = std::wcstoull(lengthText.c_str(), &lengthEnd, 10);
+    const bool lengthKnown = !lengthText.empty() && lengthEnd != nullptr && *lengthEnd == 0;
+
+    Sink sink;
+    if (options.outFilePath) {
+        sink.toFile = true;
+        sink.file.open(*options.outFilePath, std::ios::binary | std::ios::out | std::ios::trunc);
+        if (!sink.file.is_open()) {
+            errorText = FillPlaceholders(TrWide("error.temp_file_create_failed"),
+                                         {PathToWide(*options.outFilePath)});
+            return false;
+        }
+    } else if (options.outBody != nullptr) {
+        sink.body = options.outBody;
+        sink.body->clear();
+        sink.body->reserve(kChunk);
+    }
+
+    std::vector<char> buffer(kChunk);
+    std::uint64_t total = 0;
+    while (true) {
+        if (options.cancelFlag != nullptr && options.cancelFlag->load()) {
+            errorText = TrWide("error.sync_cancelled");
+            return false;
+        }
+        DWORD available = 0;
+        if (!WinHttpQueryDataAvailable(request.handle, &available)) {
+            return FailWithCode(errorText, "error.winhttp_query_data_available_failed");
+        }
+        if (available == 0) {
+            break;
+        }
+        DWORD read = 0;
+        if (!WinHttpReadData(request.handle, buffer.data(), std::min(available, kChunk), &read)) {
+            return FailWithCode(errorText, "error.winhttp_read_data_failed");
+        }
+        if (read == 0) {
+            break;
+        }
+        if (options.bodyLimit > 0 && total + read > options.bodyLimit) {
+            result.bytesRead = total;
+            result.bodyLimitExceeded = true;
+            SetLastError(ERROR_FILE_TOO_LARGE);
+            return FailWithCode(errorText, "error.winhttp_read_data_failed");
+        }
+        if (sink.toFile) {
+            sink.file.write(buffer.data(), read);
+            if (!sink.file.good()) {
+                errorText = TrWide("error.file_write_failed");
+                return false;
+            }
+        } else if (sink.body != nullptr) {
+            sink.body->append(buffer.data(), read);
+        }
+        total += read;
+        result.bytesRead = total;
+    }
+    if (sink.toFile) {
+        sink.file.close();
+    }
+    result.bytesRead = total;
+    result.info.gzipEncoded = gzip;
+    result.info.declaredLength = lengthKnown && !gzip ? length : 0;
+    result.info.bodyBytesInMemory = !sink.toFile && sink.body != nullptr ? sink.body->size() : 0;
+    return true;
+}
+
+}  // namespace tavrin

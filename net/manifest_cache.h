@@ -1,0 +1,37 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "app/app_paths.h"
+
+namespace tavrin {
+
+// The last good file list of one project on one server, with the validators that let the
+// server answer 304 when nothing changed.
+struct CachedManifest {
+    std::string body;  // the ".json" file; empty when absent
+    std::wstring etag;
+    std::wstring lastModified;
+};
+
+// "<data folder>/cache/manifests", taking over an older cache folder the first time
+// ("<LocalAppData>/Ostmere/Tavrin/cache/manifests", else "cache/manifests" beside the program;
+// files already there are kept).
+std::filesystem::path ManifestCacheDirectory();
+std::filesystem::path ManifestCacheDirectoryFor(const DataLocations& locations);
+
+// The cache files' name stem: the FNV-1a hash of "<server text>|<project>" in 16 hex digits.
+std::string ManifestCacheStem(std::wstring_view serverText, std::string_view project);
+
+CachedManifest ReadManifestCache(std::wstring_view serverText, std::string_view project);
+
+// Writes the ".json" body and the ".meta" validators (trimmed, line breaks removed). The
+// files are written in place: a torn body is caught by the reader next time and answered by
+// a fresh, unconditional request.
+bool WriteManifestCache(std::wstring_view serverText, std::string_view project,
+                        std::string_view body, std::wstring_view etag,
+                        std::wstring_view lastModified, std::wstring& errorText);
+
+}  // namespace tavrin
