@@ -23,14 +23,17 @@ struct HttpRequest {
     std::wstring verb = L"GET";
     std::wstring endpointPath;  // begins with "/", query included
     std::optional<std::filesystem::path> outFilePath;
+    // The file must not exist yet (a download's temporary file): a link or file already at
+    // the path fails the request instead of being written through.
+    bool outFileMustBeNew = false;
     std::string* outBody = nullptr;
     const std::atomic<bool>* cancelFlag = nullptr;
     std::wstring extraHeaders;  // complete header lines; a password line turns redirects off
     std::wstring* outETag = nullptr;
     std::wstring* outLastModified = nullptr;
-    // When above 0: the exchange stops as soon as more body bytes than this have arrived, so a
+    // When set: the exchange stops as soon as more body bytes than this have arrived, so a
     // server cannot fill the disk; `HttpResult::bodyLimitExceeded` then tells so.
-    std::uint64_t bodyLimit = 0;
+    std::optional<std::uint64_t> bodyLimit;
 };
 
 struct HttpResult {

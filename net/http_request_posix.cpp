@@ -8,7 +8,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <memory>
 
 #include "i18n/placeholders.h"
@@ -17,6 +16,7 @@
 #include "net/curl_error.h"
 #include "net/http_connection_posix.h"
 #include "net/http_request.h"
+#include "net/output_file.h"
 
 namespace tavrin {
 namespace {
@@ -42,7 +42,7 @@ struct Transfer {
     bool headersComplete = false;
     // The sink, opened when the first body byte arrives or the body ends empty.
     bool sinkOpen = false;
-    std::ofstream file;
+    OutputFile file;
     std::uint64_t total = 0;
     Stop stop = Stop::kNone;
     // Progress as curl last reported it, so that a change counts as activity.
@@ -62,9 +62,7 @@ bool OpenSink(Transfer& transfer) {
     transfer.sinkOpen = true;
     const HttpRequest& request = *transfer.request;
     if (request.outFilePath) {
-        transfer.file.open(*request.outFilePath,
-                           std::ios::binary | std::ios::out | std::ios::trunc);
-        if (!transfer.file.is_open()) {
+        if (!transfer.file.Open(*request.outFilePath, request.outFileMustBeNew)) {
             transfer.stop = Stop::kOpenFailed;
             return false;
         }
@@ -140,13 +138,12 @@ size_t OnBody(char* data, size_t size, size_t count, void* context) {
         return 0;
     }
     const HttpRequest& request = *transfer.request;
-    if (request.bodyLimit > 0 && transfer.total + length > request.bodyLimit) {
+    if (request.bodyLimit && transfer.total + length > *request.bodyLimit) {
         transfer.stop = Stop::kLimit;
         return 0;
     }
     if (request.outFilePath) {
-        transfer.file.write(data, static_cast<std::streamsize>(length));
-        if (!transfer.file.good()) {
+        if (!transfer.file.Write(data, length)) {
             transfer.stop = Stop::kWriteFailed;
             return 0;
         }
@@ -365,9 +362,7 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& request, HttpRe
             code = CURLE_WRITE_ERROR;
         }
     }
-    if (transfer.file.is_open()) {
-        transfer.file.close();
-    }
+    transfer.file.Close();
     if (code != CURLE_OK) {
         errorText = FailureText(transfer, code);
         return false;

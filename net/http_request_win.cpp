@@ -2,7 +2,6 @@
 // into a file or memory and reading the cancel flag before each chunk.
 #include <algorithm>
 #include <cwctype>
-#include <fstream>
 #include <vector>
 
 #include "i18n/placeholders.h"
@@ -10,6 +9,7 @@
 #include "i18n/utf8_conversion.h"
 #include "net/http_connection_win.h"
 #include "net/http_request.h"
+#include "net/output_file.h"
 #include "net/system_error.h"
 
 namespace tavrin {
@@ -59,7 +59,7 @@ void SetRedirectPolicy(HINTERNET request, const HttpRequest& options) {
 }
 
 struct Sink {
-    std::ofstream file;
+    OutputFile file;
     std::string* body = nullptr;
     bool toFile = false;
 };
@@ -122,8 +122,7 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
     Sink sink;
     if (options.outFilePath) {
         sink.toFile = true;
-        sink.file.open(*options.outFilePath, std::ios::binary | std::ios::out | std::ios::trunc);
-        if (!sink.file.is_open()) {
+        if (!sink.file.Open(*options.outFilePath, options.outFileMustBeNew)) {
             errorText = FillPlaceholders(TrWide("error.temp_file_create_failed"),
                                          {PathToWide(*options.outFilePath)});
             return false;
@@ -155,15 +154,14 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
         if (read == 0) {
             break;
         }
-        if (options.bodyLimit > 0 && total + read > options.bodyLimit) {
+        if (options.bodyLimit && total + read > *options.bodyLimit) {
             result.bytesRead = total;
             result.bodyLimitExceeded = true;
             SetLastError(ERROR_FILE_TOO_LARGE);
             return FailWithCode(errorText, "error.winhttp_read_data_failed");
         }
         if (sink.toFile) {
-            sink.file.write(buffer.data(), read);
-            if (!sink.file.good()) {
+            if (!sink.file.Write(buffer.data(), read)) {
                 errorText = TrWide("error.file_write_failed");
                 return false;
             }
@@ -173,9 +171,7 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
         total += read;
         result.bytesRead = total;
     }
-    if (sink.toFile) {
-        sink.file.close();
-    }
+    sink.file.Close();
     result.bytesRead = total;
     result.info.gzipEncoded = gzip;
     result.info.declaredLength = lengthKnown && !gzip ? length : 0;

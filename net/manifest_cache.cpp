@@ -57,7 +57,7 @@ bool WriteWhole(const std::filesystem::path& path, std::string_view bytes, std::
 }  // namespace
 
 std::filesystem::path ManifestCacheDirectoryFor(const DataLocations& locations) {
-    const std::filesystem::path folder = AppDataDirectoryFor(locations) / "cache" / "manifests";
+    std::filesystem::path folder = AppDataDirectoryFor(locations) / "cache" / "manifests";
     if (!IsFolder(folder)) {
         const auto older = locations.localAppData / "Ostmere" / "Tavrin" / "cache" / "manifests";
         if (locations.dataDirectoryOverride.empty() && !locations.localAppData.empty() &&

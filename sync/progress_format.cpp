@@ -4,16 +4,18 @@
 #include <charconv>
 #include <cmath>
 
-namespace tavrin {
-namespace {
+#include "i18n/translator.h"
 
-// Fixed notation with the given decimals and a "." whatever the process locale says.
+namespace tavrin {
+
 std::wstring FormatFixed(double value, int decimals) {
     std::array<char, 64> buffer{};
     const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value,
                                       std::chars_format::fixed, decimals);
     return std::wstring(buffer.data(), result.ptr);
 }
+
+namespace {
 
 std::wstring TwoDigits(long long value) {
     std::wstring text = std::to_wstring(value);
@@ -45,6 +47,46 @@ std::wstring FormatEta(double seconds) {
     const long long total = std::llround(seconds);
     return TwoDigits(total / 3600) + L":" + TwoDigits((total / 60) % 60) + L":" +
            TwoDigits(total % 60);
+}
+
+}  // namespace tavrin
+
+namespace tavrin {
+
+std::wstring FormatProgressCounts(const ProgressMessage& message) {
+    const std::wstring files = TrWide("progress.files_suffix");
+    if (message.comparing) {
+        std::wstring text = TrWide("progress.compare_progress") + std::to_wstring(message.done) +
+                            L"/" + std::to_wstring(message.total) + files;
+        if (message.expectedBytes > 0 || message.expectedFiles > 0) {
+            text += TrWide("progress.expected_download") + FormatBytes(message.expectedBytes) +
+                    L" (" + std::to_wstring(message.expectedFiles) + files + L")";
+        }
+        return text;
+    }
+    return TrWide("progress.data_progress") + FormatBytes(message.bytesDone) + L" / " +
+           FormatBytes(message.bytesTotal) + L" (" + std::to_wstring(message.done) + L"/" +
+           std::to_wstring(message.total) + files + L")";
+}
+
+std::wstring FormatCurrentFile(const ProgressMessage& message) {
+    return TrWide(message.comparing ? "progress.comparing_file" : "progress.current_file") +
+           (message.currentFile.empty() ? TrWide("common.none") : message.currentFile);
+}
+
+std::wstring FormatRate(const ProgressMessage& message) {
+    if (!message.comparing) {
+        const double rate = message.elapsedSeconds > 0.001
+                                ? static_cast<double>(message.bytesDone) / message.elapsedSeconds
+                                : 0.0;
+        return TrWide("progress.download_speed") + FormatBytes(static_cast<std::uint64_t>(rate)) +
+               L"/s";
+    }
+    const double rate = message.elapsedSeconds > 0.001 && message.done > 0
+                            ? static_cast<double>(message.done) / message.elapsedSeconds
+                            : 0.0;
+    return TrWide("progress.status_compare") + L" (" + FormatFixed(rate, 2) +
+           TrWide("progress.files_per_second") + L")";
 }
 
 }  // namespace tavrin

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+
+namespace tavrin {
+
+// A file the HTTP layer writes a body into. Opened either by truncating whatever is there, or
+// as a new file that must not exist yet: the download's temporary file, where a link planted
+// at that path must never be written through (O_NOFOLLOW | O_EXCL on Linux, CREATE_NEW on
+// Windows). Other readers and writers are not locked out.
+class OutputFile {
+public:
+    OutputFile() = default;
+    ~OutputFile();
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+
+    bool Open(const std::filesystem::path& path, bool mustBeNew);
+    bool Write(const char* data, std::size_t size);
+    void Close();
+    bool IsOpen() const;
+
+private:
+    // The platform's handle (a HANDLE on Windows, a descriptor on Linux); -1 when closed.
+    std::intptr_t handle_ = -1;
+};
+
+}  // namespace tavrin

@@ -1,0 +1,386 @@
+#include "sync/download.h"
+
+#include <algorithm>
+#include <array>
+#include <thread>
+
+#include "i18n/placeholders.h"
+#include "i18n/translator.h"
+#include "i18n/utf8_conversion.h"
+#include "net/http_request.h"
+#include "net/percent_encoding.h"
+#include "net/system_error.h"
+#include "sync/local_file.h"
+#include "sync/path_safety.h"
+#include "sync/progress.h"
+#include "sync/sha256.h"
+
+namespace tavrin {
+namespace {
+
+constexpr int kMostAttempts = 3;
+// The third entry is never slept: a third failure ends the loop first.
+constexpr std::array<int, 3> kRetryDelaysMs = {500, 1500, 3500};
+
+bool Cancelled(const std::atomic<bool>* cancelFlag) {
+    return cancelFlag != nullptr && cancelFlag->load();
+}
+
+bool IsRetriedStatus(std::uint32_t status) {
+    return status == 403 || status == 404 || status == 408 || status == 425 || status == 429 ||
+           (status >= 500 && status <= 599);
+}
+
+std::wstring PasswordOf(PasswordTable* table, const std::string& project) {
+    if (table == nullptr) {
+        return {};
+    }
+    std::lock_guard lock(table->mutex);
+    const auto it = table->passwords.find(project);
+    return it == table->passwords.end() ? std::wstring() : it->second;
+}
+
+enum class PasswordOutcome { kRetry, kFail };
+
+// On 401: one worker asks the user, the others wait for its answer and use it.
+PasswordOutcome ObtainPassword(const DownloadContext& context, const std::string& project,
+                               const std::wstring& usedPassword, std::wstring& errorText) {
+    const bool retry = !usedPassword.empty();
+    const auto refuse = [&] {
+        errorText = FillPlaceholders(
+            TrWide(retry ? "error.project_password_invalid" : "error.project_password_required"),
+            {Utf8ToWide(project)});
+        return PasswordOutcome::kFail;
+    };
+    PasswordTable* table = context.passwords;
+    if (table == nullptr || !context.prompt.ask) {
+        return refuse();
+    }
+    {
+        std::unique_lock lock(table->mutex);
+        table->changed.wait(lock, [&] { return table->asking.count(project) == 0; });
+        const auto it = table->passwords.find(project);
+        if (it != table->passwords.end() && it->second != usedPassword) {
+            return PasswordOutcome::kRetry;  // another worker got one meanwhile
+        }
+        table->asking.insert(project);
+    }
+    std::wstring entered;
+    const bool given = context.prompt.ask(project, retry, entered);
+    if (given) {
+        {
+            std::lock_guard lock(table->mutex);
+            table->passwords[project] = entered;
+        }
+        if (context.prompt.remember) {
+            context.prompt.remember(project, entered);
+        }
+    }
+    {
+        std::lock_guard lock(table->mutex);
+        table->asking.erase(project);
+    }
+    table->changed.notify_all();
+    return given ? PasswordOutcome::kRetry : refuse();
+}
+
+std::wstring DownloadPath(const SyncWorkItem& item) {
+    return L"/download_file/" + Utf8ToWide(PercentEncode(item.project)) + L"/" +
+           Utf8ToWide(PercentEncodeKeepingSlashes(item.record.relativePath));
+}
+
+std::wstring SizeMismatch(const FileListEntry& record, std::uint64_t actual) {
+    return FillPlaceholders(
+        TrWide("error.download_size_mismatch"),
+        {Utf8ToWide(record.relativePath), std::to_wstring(record.size), std::to_wstring(actual)});
+}
+
+void ReportDownloadProgress(DownloadStage& stage, std::uint32_t total, const SyncWorkItem& item) {
+    const auto now = std::chrono::steady_clock::now();
+    const std::uint32_t completed = stage.completed.load();
+    {
+        std::lock_guard lock(stage.progressMutex);
+        if (completed < total && now - stage.lastReport < std::chrono::milliseconds(100) &&
+            completed < stage.lastReportedCount + 6) {
+            return;
+        }
+        stage.lastReport = now;
+        stage.lastReportedCount = completed;
+    }
+    ProgressMessage message;
+    message.done = completed;
+    message.total = total;
+    message.bytesDone = stage.bytesDone.load();
+    message.bytesTotal = stage.totalBytes;
+    message.elapsedSeconds = std::chrono::duration<double>(now - stage.start).count();
+    message.currentFile = Utf8ToWide(item.record.relativePath);
+    PostProgress(message);
+}
+
+}  // namespace
+
+void DownloadStage::Fail(const std::wstring& error) {
+    std::lock_guard lock(errorMutex);
+    if (!stop.load()) {
+        stop = true;
+        firstError = error;
+    }
+}
+
+unsigned DownloadWorkerCount(const std::vector<SyncWorkItem>& items, unsigned hardware) {
+    const std::size_t count = items.size();
+    if (count == 0) {
+        return 0;
+    }
+    const unsigned base = std::clamp(hardware == 0 ? 4U : hardware, 2U, 8U);
+    const unsigned ceiling = std::clamp(hardware == 0 ? 8U : 2 * hardware, 4U, 16U);
+    std::uint64_t totalBytes = 0;
+    std::size_t upTo256k = 0;
+    std::size_t upTo64k = 0;
+    std::size_t from8m = 0;
+    for (const SyncWorkItem& item : items) {
+        totalBytes += item.record.size;
+        upTo256k += item.record.size <= 262144 ? 1 : 0;
+        upTo64k += item.record.size <= 65536 ? 1 : 0;
+        from8m += item.record.size >= 8388608 ? 1 : 0;
+    }
+    const double n = static_cast<double>(count);
+    const double average = static_cast<double>(totalBytes) / n;
+    const double share256k = static_cast<double>(upTo256k) / n;
+    const double share64k = static_cast<double>(upTo64k) / n;
+    const double share8m = static_cast<double>(from8m) / n;
+    unsigned workers = base;
+    if ((share256k >= 0.6 || share64k >= 0.4 || average <= 393216.0) && count >= 3 * base) {
+        workers = std::max(base + 2, 6U);
+    }
+    if ((share256k >= 0.8 || share64k >= 0.65) && count >= 5 * base) {
+        workers = std::max(workers, 10U);
+    }
+    if (share8m >= 0.7) {
+        workers = std::min(workers, std::max(base / 2, 3U));
+    }
+    workers = std::clamp(workers, 1U, ceiling);
+    return static_cast<unsigned>(std::min<std::size_t>(workers, count));
+}
+
+bool SleepCancellable(const std::atomic<bool>* cancelFlag, int milliseconds) {
+    if (milliseconds <= 0) {
+        return true;
+    }
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    while (true) {
+        if (Cancelled(cancelFlag)) {
+            return false;
+        }
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= end) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::min<std::chrono::steady_clock::duration>(
+            end - now, std::chrono::milliseconds(100)));
+    }
+}
+
+bool VerifyDownload(const FileListEntry& record, const std::wstring& temporaryPath,
+                    std::wstring& errorText, int& failureCode) {
+    std::uint64_t size = 0;
+    if (!ReadLocalFileSize(temporaryPath, size)) {
+        failureCode = 1;
+        errorText = FillPlaceholders(TrWide("error.downloaded_file_unreadable"), {temporaryPath});
+        return false;
+    }
+    if (size != record.size) {
+        failureCode = 2;
+        errorText = SizeMismatch(record, size);
+        return false;
+    }
+    if (record.hash.empty()) {
+        return true;
+    }
+    std::string digest;
+    std::wstring hashError;
+    if (!Sha256File(temporaryPath, digest, hashError)) {
+        failureCode = 3;
+        errorText = FillPlaceholders(TrWide("error.download_hash_calculation_failed"), {hashError});
+        return false;
+    }
+    std::string expected = record.hash;
+    std::transform(expected.begin(), expected.end(), expected.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    if (expected != digest) {
+        failureCode = 4;
+        errorText = FillPlaceholders(TrWide("error.download_hash_mismatch"),
+                                     {Utf8ToWide(record.relativePath)});
+        return false;
+    }
+    return true;
+}
+
+bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, HttpSession& session,
+                  std::set<std::wstring>& createdFolders, std::wstring& errorText,
+                  std::uint64_t& bytesWritten) {
+    bytesWritten = 0;
+    const std::wstring& localPath = item.localPath;
+    const std::size_t lastSeparator = localPath.find_last_of(L"/\\");
+    const std::wstring parent = NormalizePath(
+        lastSeparator == std::wstring::npos ? std::wstring() : localPath.substr(0, lastSeparator));
+    if (!parent.empty() && createdFolders.insert(parent).second && !CreateFolders(parent)) {
+        errorText = FillPlaceholders(TrWide("error.target_folder_create_failed"), {localPath});
+        return false;
+    }
+    const std::wstring temporary = localPath + std::wstring(kTemporaryFileSuffix);
+    const std::wstring requestPath = DownloadPath(item);
+    std::wstring lastError;
+    int attempt = 1;
+    while (true) {
+        if (Cancelled(context.cancelFlag)) {
+            DeleteLocalFile(temporary);
+            errorText = TrWide("error.sync_cancelled");
+            return false;
+        }
+        DeleteLocalFile(temporary);
+        const std::wstring password = PasswordOf(context.passwords, item.project);
+        HttpRequest request;
+        request.endpointPath = requestPath;
+        request.outFilePath = WideToPath(temporary);
+        request.outFileMustBeNew = true;
+        request.cancelFlag = context.cancelFlag;
+        request.bodyLimit = item.record.size;
+        if (!password.empty()) {
+            request.extraHeaders = L"X-Project-Password: " + HeaderSafePassword(password) + L"\r\n";
+        }
+        HttpResult result;
+        std::wstring requestError;
+        bool retryNow = false;
+        if (!ExecuteHttpRequest(session, request, result, requestError)) {
+            DeleteLocalFile(temporary);
+            if (Cancelled(context.cancelFlag)) {
+                errorText = TrWide("error.sync_cancelled");
+                return false;
+            }
+            // A body longer than the file is cut off as it arrives: a size mismatch.
+            lastError = result.bodyLimitExceeded ? SizeMismatch(item.record, item.record.size + 1)
+                                                 : requestError;
+            if (attempt >= kMostAttempts) {
+                errorText = lastError;
+                return false;
+            }
+        } else if (result.status == 401) {
+            DeleteLocalFile(temporary);
+            if (ObtainPassword(context, item.project, password, errorText) ==
+                PasswordOutcome::kFail) {
+                return false;
+            }
+            retryNow = true;
+        } else if (result.status == 200) {
+            int failureCode = 0;
+            std::uint32_t moveError = 0;
+            if (!VerifyDownload(item.record, temporary, lastError, failureCode)) {
+                DeleteLocalFile(temporary);
+            } else if (ReplaceFileAtomically(temporary, localPath, moveError)) {
+                bytesWritten = result.bytesRead;
+                SetLocalFileTime(localPath, item.record.mtime);
+                return true;
+            } else {
+                DeleteLocalFile(temporary);
+                lastError = FormatSystemError("error.atomic_replace_failed", moveError);
+            }
+            if (attempt >= kMostAttempts) {
+                errorText = lastError;
+                return false;
+            }
+        } else {
+            DeleteLocalFile(temporary);
+            lastError =
+                FillPlaceholders(TrWide("error.download_http_for_file"),
+                                 {std::to_wstring(result.status),
+                                  Utf8ToWide(item.project + "/" + item.record.relativePath)});
+            if (!IsRetriedStatus(result.status) || attempt >= kMostAttempts) {
+                errorText = lastError;
+                return false;
+            }
+        }
+        if (!retryNow &&
+            !SleepCancellable(
+                context.cancelFlag,
+                kRetryDelaysMs[static_cast<std::size_t>(std::clamp(attempt - 1, 0, 2))])) {
+            errorText = lastError;
+            return false;
+        }
+        if (++attempt > kMostAttempts) {
+            errorText = TrWide("error.sync_failed_default");
+            return false;
+        }
+    }
+}
+
+void DownloadWorker(DownloadStage& stage, const std::vector<SyncWorkItem>& items,
+                    const DownloadContext& context) {
+    HttpSession session;
+    session.endpoint = context.endpoint;
+    session.clientId = context.clientId;
+    std::wstring openError;
+    if (!OpenHttpSession(session, openError, kDownloadTimeouts)) {
+        stage.Fail(FillPlaceholders(TrWide("error.worker_init_failed"), {openError}));
+        return;
+    }
+    if (stage.stop.load()) {
+        return;
+    }
+    const auto total = static_cast<std::uint32_t>(items.size());
+    std::set<std::wstring> createdFolders;
+    while (true) {
+        if (Cancelled(context.cancelFlag)) {
+            stage.Fail(TrWide("error.sync_cancelled"));
+            return;
+        }
+        const std::uint64_t index = stage.nextIndex.fetch_add(1);
+        if (index >= items.size()) {
+            return;
+        }
+        std::wstring error;
+        std::uint64_t bytes = 0;
+        if (!DownloadFile(items[index], context, session, createdFolders, error, bytes)) {
+            stage.Fail(error);
+            return;
+        }
+        stage.filesDone.fetch_add(1);
+        stage.bytesDone.fetch_add(bytes);
+        stage.completed.fetch_add(1);
+        ReportDownloadProgress(stage, total, items[index]);
+        if (stage.stop.load()) {
+            return;
+        }
+    }
+}
+
+bool RunDownloadStage(const std::vector<SyncWorkItem>& items, const DownloadContext& context,
+                      unsigned workers, DownloadStage& stage, std::wstring& errorText) {
+    for (const SyncWorkItem& item : items) {
+        stage.totalBytes += item.record.size;
+    }
+    stage.start = std::chrono::steady_clock::now();
+    ProgressMessage opening;
+    opening.total = static_cast<std::uint32_t>(items.size());
+    opening.bytesTotal = stage.totalBytes;
+    opening.currentFile = TrWide("common.none");
+    PostProgress(opening);
+    std::vector<std::thread> threads;
+    threads.reserve(workers);
+    for (unsigned i = 0; i < workers; ++i) {
+        threads.emplace_back(DownloadWorker, std::ref(stage), std::cref(items), std::cref(context));
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    std::lock_guard lock(stage.errorMutex);
+    if (stage.stop.load() || !stage.firstError.empty()) {
+        errorText =
+            stage.firstError.empty() ? TrWide("error.sync_failed_default") : stage.firstError;
+        return false;
+    }
+    return true;
+}
+
+}  // namespace tavrin

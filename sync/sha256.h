@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tavrin {
+
+// The lower-case hex SHA-256 of a file's contents (64 characters). Each thread keeps its own
+// hashing state and 64 KiB read buffer for its whole life, so threads hash without locks and
+// nothing is set up again per file. False with a translated text when the file cannot be
+// read or the hashing fails.
+bool Sha256File(std::wstring_view path, std::string& hexDigest, std::wstring& errorText);
+
+// Makes sure the calling thread's hashing state is ready.
+bool OpenSha256Provider(std::wstring& errorText);
+
+// Bytes as lower-case hex.
+std::string ToLowerHex(const unsigned char* bytes, std::size_t count);
+
+}  // namespace tavrin

@@ -1,0 +1,140 @@
+// Windows side of file hashing: CNG's SHA256 provider, opened once per thread, and ReadFile
+// into the thread's buffer.
+#include <windows.h>
+
+#include <bcrypt.h>
+
+#include <memory>
+#include <vector>
+
+#include "i18n/translator.h"
+#include "net/system_error.h"
+#include "sync/sha256.h"
+
+namespace tavrin {
+namespace {
+
+constexpr DWORD kBufferSize = 65536;
+
+// The thread's read buffer, aligned for the hashing instructions.
+struct alignas(32) ReadBuffer {
+    unsigned char bytes[kBufferSize];
+};
+
+struct HashingState {
+    BCRYPT_ALG_HANDLE algorithm = nullptr;
+    DWORD objectLength = 0;
+    DWORD digestLength = 0;
+    std::unique_ptr<ReadBuffer> buffer;
+    ~HashingState() {
+        if (algorithm != nullptr) {
+            BCryptCloseAlgorithmProvider(algorithm, 0);
+        }
+    }
+};
+
+HashingState& ThreadState() {
+    thread_local HashingState state;
+    return state;
+}
+
+bool ReadProperty(BCRYPT_ALG_HANDLE algorithm, LPCWSTR name, DWORD& value) {
+    ULONG written = 0;
+    return BCRYPT_SUCCESS(BCryptGetProperty(algorithm, name, reinterpret_cast<PUCHAR>(&value),
+                                            sizeof value, &written, 0));
+}
+
+struct HashHandle {
+    BCRYPT_HASH_HANDLE handle = nullptr;
+    ~HashHandle() {
+        if (handle != nullptr) {
+            BCryptDestroyHash(handle);
+        }
+    }
+};
+
+struct FileHandle {
+    HANDLE handle = INVALID_HANDLE_VALUE;
+    ~FileHandle() {
+        if (handle != INVALID_HANDLE_VALUE) {
+            CloseHandle(handle);
+        }
+    }
+};
+
+}  // namespace
+
+bool OpenSha256Provider(std::wstring& errorText) {
+    HashingState& state = ThreadState();
+    if (state.algorithm != nullptr) {
+        return true;
+    }
+    if (!BCRYPT_SUCCESS(
+            BCryptOpenAlgorithmProvider(&state.algorithm, BCRYPT_SHA256_ALGORITHM, nullptr, 0))) {
+        state.algorithm = nullptr;
+        errorText = TrWide("error.sha_provider_open_failed");
+        return false;
+    }
+    const char* failedKey = nullptr;
+    if (!ReadProperty(state.algorithm, BCRYPT_OBJECT_LENGTH, state.objectLength)) {
+        failedKey = "error.sha_object_length_failed";
+    } else if (!ReadProperty(state.algorithm, BCRYPT_HASH_LENGTH, state.digestLength)) {
+        failedKey = "error.sha_hash_length_failed";
+    }
+    if (failedKey != nullptr) {
+        BCryptCloseAlgorithmProvider(state.algorithm, 0);
+        state.algorithm = nullptr;
+        errorText = TrWide(failedKey);
+        return false;
+    }
+    state.buffer = std::make_unique<ReadBuffer>();
+    return true;
+}
+
+bool Sha256File(std::wstring_view path, std::string& hexDigest, std::wstring& errorText) {
+    if (!OpenSha256Provider(errorText)) {
+        return false;
+    }
+    HashingState& state = ThreadState();
+    std::vector<unsigned char> object(state.objectLength);
+    std::vector<unsigned char> digest(state.digestLength);
+    HashHandle hash;
+    if (!BCRYPT_SUCCESS(BCryptCreateHash(state.algorithm, &hash.handle, object.data(),
+                                         static_cast<ULONG>(object.size()), nullptr, 0, 0))) {
+        errorText = TrWide("error.sha_create_hash_failed");
+        return false;
+    }
+    FileHandle file;
+    file.handle = CreateFileW(std::wstring(path).c_str(), GENERIC_READ,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file.handle == INVALID_HANDLE_VALUE) {
+        const DWORD code = GetLastError();
+        errorText = FormatSystemError("error.sha_file_open_failed", code);
+        return false;
+    }
+    while (true) {
+        DWORD read = 0;
+        if (!ReadFile(file.handle, state.buffer->bytes, kBufferSize, &read, nullptr)) {
+            const DWORD code = GetLastError();
+            errorText = FormatSystemError("error.sha_file_read_failed", code);
+            return false;
+        }
+        if (read == 0) {
+            break;
+        }
+        if (!BCRYPT_SUCCESS(BCryptHashData(hash.handle, state.buffer->bytes, read, 0))) {
+            errorText = TrWide("error.sha_hash_data_failed");
+            return false;
+        }
+    }
+    if (!BCRYPT_SUCCESS(
+            BCryptFinishHash(hash.handle, digest.data(), static_cast<ULONG>(digest.size()), 0))) {
+        errorText = TrWide("error.sha_finish_failed");
+        return false;
+    }
+    hexDigest = ToLowerHex(digest.data(), digest.size());
+    return true;
+}
+
+}  // namespace tavrin

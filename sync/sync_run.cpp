@@ -1,0 +1,156 @@
+#include "sync/sync_run.h"
+
+#include <algorithm>
+#include <cwctype>
+#include <thread>
+#include <unordered_map>
+
+#include "i18n/placeholders.h"
+#include "i18n/translator.h"
+#include "i18n/utf8_conversion.h"
+#include "sync/compare.h"
+#include "sync/path_safety.h"
+#include "sync/path_status.h"
+#include "sync/progress.h"
+
+namespace tavrin {
+namespace {
+
+bool Cancelled(const std::atomic<bool>* cancelFlag) {
+    return cancelFlag != nullptr && cancelFlag->load();
+}
+
+bool FailCancelled(std::wstring& errorText) {
+    errorText = TrWide("error.sync_cancelled");
+    return false;
+}
+
+// The key under which two paths count as the same file on this platform.
+std::wstring PathKey(const std::wstring& path) {
+    if (SamePathText(L"A", L"a")) {
+        std::wstring lower = path;
+        for (wchar_t& c : lower) {
+            c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
+        }
+        return lower;
+    }
+    return path;
+}
+
+bool ResolveProject(const ServerSyncRequest& request, const std::string& project,
+                    const std::vector<FileListEntry>& entries, std::vector<SyncWorkItem>& items,
+                    std::wstring& errorText) {
+    for (const FileListEntry& entry : entries) {
+        if (Cancelled(request.cancelFlag)) {
+            return FailCancelled(errorText);
+        }
+        std::wstring localPath;
+        std::wstring pathError;
+        if (!ResolveServerPath(request.targetFolder, entry.relativePath, localPath, pathError)) {
+            errorText = FillPlaceholders(TrWide("error.project_prefix_with_details"),
+                                         {Utf8ToWide(project), pathError});
+            return false;
+        }
+        items.push_back({project, entry, std::move(localPath)});
+    }
+    CollapseSamePaths(items);
+    return true;
+}
+
+}  // namespace
+
+void CollapseSamePaths(std::vector<SyncWorkItem>& items) {
+    std::unordered_map<std::wstring, std::size_t> latest;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        latest[PathKey(items[i].localPath)] = i;
+    }
+    if (latest.size() == items.size()) {
+        return;
+    }
+    std::vector<SyncWorkItem> kept;
+    kept.reserve(latest.size());
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        if (latest[PathKey(items[i].localPath)] == i) {
+            kept.push_back(std::move(items[i]));
+        }
+    }
+    items = std::move(kept);
+}
+
+bool RunServerSync(const ServerSyncRequest& request, SyncRunResult& result,
+                   std::wstring& errorText) {
+    std::wstring canonical;
+    DownloadContext context;
+    if (!NormalizeServerUrlWithPolicy(request.serverUrl, canonical, errorText) ||
+        !ParseServerEndpoint(canonical, context.endpoint, errorText)) {
+        return false;
+    }
+    HttpSession session;
+    session.endpoint = context.endpoint;
+    session.clientId = request.clientId;
+    if (!OpenHttpSession(session, errorText, kSyncTimeouts)) {
+        return false;
+    }
+    PasswordTable passwords;
+    passwords.passwords = request.passwords;
+    context.clientId = request.clientId;
+    context.cancelFlag = request.cancelFlag;
+    context.passwords = &passwords;
+    context.prompt = request.prompt;
+
+    ComparisonState comparison;
+    std::vector<SyncWorkItem> downloads;
+    std::mutex downloadsMutex;
+    PostLog(TrWide("log.compare_local_files"));
+    ReportCompareProgress(comparison, TrWide("common.none"), true);
+
+    for (const std::string& project : request.projects) {
+        if (Cancelled(request.cancelFlag)) {
+            return FailCancelled(errorText);
+        }
+        std::vector<FileListEntry> entries;
+        bool fromCache = false;
+        // The fetch writes passwords the user enters straight into the run's table.
+        if (!FetchFileList(session, canonical, project, passwords.passwords, request.prompt,
+                           request.forceFullFileLists, request.cancelFlag, entries, fromCache,
+                           errorText)) {
+            return false;
+        }
+        result.filesListed += entries.size();
+        ReportCompareProgress(comparison, Utf8ToWide(project), true);
+        std::vector<SyncWorkItem> items;
+        if (!ResolveProject(request, project, entries, items, errorText)) {
+            return false;
+        }
+        comparison.ResetForProject(items.size());
+        if (!RunComparisonPool(items, comparison, request.cancelFlag, downloads, downloadsMutex)) {
+            return FailCancelled(errorText);
+        }
+        result.filesUpToDate += comparison.filesUpToDate.load();
+        PostLog(
+            FillPlaceholders(TrWide("log.project_summary"),
+                             {Utf8ToWide(project), std::to_wstring(comparison.filesUpToDate.load()),
+                              std::to_wstring(comparison.filesToDownload.load())}));
+    }
+
+    // Two projects may list the same file: one worker gets it, the later project winning.
+    CollapseSamePaths(downloads);
+    if (downloads.empty()) {
+        PostLog(TrWide("log.compare_done"), true);
+        ReportCompareProgress(comparison, TrWide("log.compare_done"), true);
+        return true;
+    }
+    const unsigned workers = DownloadWorkerCount(downloads, std::thread::hardware_concurrency());
+    PostLog(TrWide("log.start_download_workers"), true);
+    DownloadStage stage;
+    if (!RunDownloadStage(downloads, context, workers, stage, errorText)) {
+        result.filesDownloaded = stage.filesDone.load();
+        result.bytesDownloaded = stage.bytesDone.load();
+        return false;
+    }
+    result.filesDownloaded = stage.filesDone.load();
+    result.bytesDownloaded = stage.bytesDone.load();
+    return true;
+}
+
+}  // namespace tavrin
