@@ -253,7 +253,11 @@ bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, Http
         HttpResult result;
         std::wstring requestError;
         bool retryNow = false;
-        if (!ExecuteHttpRequest(session, request, result, requestError)) {
+        const bool exchanged = ExecuteHttpRequest(session, request, result, requestError);
+        // An oversized error page was cut off too; its status still decides what happens.
+        const bool answered = exchanged || (result.bodyLimitExceeded && result.status != 200 &&
+                                            result.status != 0);
+        if (!answered) {
             DeleteLocalFile(temporary);
             if (Cancelled(context.cancelFlag)) {
                 errorText = TrWide("error.sync_cancelled");

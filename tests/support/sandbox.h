@@ -43,3 +43,10 @@ private:
 };
 
 }  // namespace tavrin::test
+
+namespace tavrin::test {
+// A relative path given with "/" as the platform's path.
+inline std::filesystem::path Utf8Path(std::string_view relative) {
+    return std::filesystem::path(std::u8string(relative.begin(), relative.end())).make_preferred();
+}
+}  // namespace tavrin::test

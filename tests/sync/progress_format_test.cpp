@@ -6,6 +6,8 @@
 #include <cmath>
 #include <limits>
 
+#include "i18n/translator.h"
+
 namespace tavrin {
 namespace {
 
@@ -63,6 +65,59 @@ TEST(FormatEtaTest, unknownTimesGiveDashes) {
     EXPECT_EQ(FormatEta(std::numeric_limits<double>::infinity()), L"--:--:--");
     EXPECT_EQ(FormatEta(std::numeric_limits<double>::quiet_NaN()), L"--:--:--");
     EXPECT_EQ(FormatEta(1e300), L"--:--:--");
+}
+
+}  // namespace
+}  // namespace tavrin
+
+namespace tavrin {
+namespace {
+
+TEST(ProgressTextTest, comparisonCountsWithAndWithoutAProjection) {
+    ProgressMessage message;
+    message.comparing = true;
+    message.done = 3;
+    message.total = 10;
+    const std::wstring files = TrWide("progress.files_suffix");
+    EXPECT_EQ(FormatProgressCounts(message), TrWide("progress.compare_progress") + L"3/10" + files);
+    message.expectedBytes = 1536;
+    message.expectedFiles = 2;
+    EXPECT_EQ(FormatProgressCounts(message), TrWide("progress.compare_progress") + L"3/10" + files +
+                                                 TrWide("progress.expected_download") +
+                                                 L"1.50 KB (2" + files + L")");
+}
+
+TEST(ProgressTextTest, downloadCountsShowBytesAndFiles) {
+    ProgressMessage message;
+    message.done = 1;
+    message.total = 4;
+    message.bytesDone = 1048576;
+    message.bytesTotal = 3145728;
+    EXPECT_EQ(FormatProgressCounts(message), TrWide("progress.data_progress") +
+                                                 L"1.00 MB / 3.00 MB (1/4" +
+                                                 TrWide("progress.files_suffix") + L")");
+}
+
+TEST(ProgressTextTest, emptyCurrentFileShowsNone) {
+    ProgressMessage message;
+    EXPECT_EQ(FormatCurrentFile(message), TrWide("progress.current_file") + TrWide("common.none"));
+    message.comparing = true;
+    message.currentFile = L"cars/x.kn5";
+    EXPECT_EQ(FormatCurrentFile(message), TrWide("progress.comparing_file") + L"cars/x.kn5");
+}
+
+TEST(ProgressTextTest, ratesForBothPhases) {
+    ProgressMessage message;
+    message.bytesDone = 3 * 1048576;
+    message.elapsedSeconds = 2.0;
+    EXPECT_EQ(FormatRate(message), TrWide("progress.download_speed") + L"1.50 MB/s");
+    message.elapsedSeconds = 0.0;
+    EXPECT_EQ(FormatRate(message), TrWide("progress.download_speed") + L"0 B/s");
+    message.comparing = true;
+    message.done = 5;
+    message.elapsedSeconds = 2.0;
+    EXPECT_EQ(FormatRate(message), TrWide("progress.status_compare") + L" (2.50" +
+                                       TrWide("progress.files_per_second") + L")");
 }
 
 }  // namespace

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include "tests/support/test_http_server.h"
+
+namespace tavrin::test {
+
+// A content server on the test server: projects of files, their file lists at
+// "/file_list/<project>" and their bytes at "/download_file/<project>/<path>", with hooks to
+// make single downloads misbehave. Digests are real SHA-256 values.
+class ContentServer {
+public:
+    ContentServer();
+
+    TestHttpServer& Http() { return server_; }
+    std::wstring Url() const { return server_.Url(); }
+
+    // Adds a file; `listedSize`/`listedHash` override what the list says about it.
+    void AddFile(const std::string& project, const std::string& path, const std::string& bytes,
+                 double mtime = 1700000000.5);
+    void SetListedHash(const std::string& project, const std::string& path, std::string hash);
+    void RemoveFromList(const std::string& project, const std::string& path);
+    // Adds a raw record to a project's list (for paths the server should not have).
+    void AddRawRecord(const std::string& project, const std::string& json);
+    // Answers downloads of one file with these replies in turn (the last repeats).
+    void ScriptDownload(const std::string& project, const std::string& path,
+                        std::vector<ScriptedReply> replies);
+    // Requires this password for the project's list and downloads.
+    void RequirePassword(const std::string& project, const std::string& password);
+
+    int DownloadRequests() const;
+    int DownloadRequestsFor(const std::string& project, const std::string& path) const;
+
+    static std::string Sha256Hex(const std::string& bytes);
+
+private:
+    struct File {
+        std::string bytes;
+        double mtime = 0;
+        std::string listedHash;
+        bool listed = true;
+    };
+    ScriptedReply Answer(const RecordedRequest& request);
+    std::string FileList(const std::string& project) const;
+
+    mutable std::mutex mutex_;
+    std::map<std::string, std::map<std::string, File>> projects_;
+    std::map<std::string, std::vector<std::string>> rawRecords_;
+    std::map<std::string, std::string> passwords_;
+    std::map<std::string, std::vector<ScriptedReply>> scripted_;
+    std::map<std::string, std::size_t> scriptedServed_;
+    std::map<std::string, int> downloads_;
+    TestHttpServer server_;
+};
+
+// Percent-decoding of a request path segment.
+std::string PercentDecode(const std::string& text);
+
+}  // namespace tavrin::test

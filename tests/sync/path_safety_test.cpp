@@ -1,0 +1,164 @@
+#include "sync/path_safety.h"
+
+#include <gtest/gtest.h>
+
+#include "i18n/placeholders.h"
+#include "i18n/translator.h"
+#include "i18n/utf8_conversion.h"
+#include "sync/path_status.h"
+#include "tests/support/sandbox.h"
+
+namespace tavrin {
+namespace {
+
+class PathSafetyTest : public ::testing::Test {
+protected:
+    std::wstring Target() const { return PathToWide(sandbox_.Root()); }
+    std::wstring Under(std::initializer_list<std::wstring_view> elements) const {
+        std::wstring path = Target();
+        for (const std::wstring_view element : elements) {
+            path += kPathSeparator;
+            path += element;
+        }
+        return path;
+    }
+    std::wstring Resolve(std::string_view serverPath) {
+        std::wstring local = L"stale";
+        std::wstring error;
+        EXPECT_TRUE(ResolveServerPath(Target(), serverPath, local, error))
+            << std::string(serverPath) << ": " << WideToUtf8(error);
+        return local;
+    }
+    std::wstring Refusal(std::string_view serverPath) {
+        std::wstring local = L"stale";
+        std::wstring error;
+        EXPECT_FALSE(ResolveServerPath(Target(), serverPath, local, error)) << serverPath;
+        EXPECT_EQ(local, L"");
+        return error;
+    }
+    static std::wstring WithPath(std::string_view key, std::string_view serverPath) {
+        return FillPlaceholders(TrWide(key), {Utf8ToWide(serverPath)});
+    }
+    test::Sandbox sandbox_;
+};
+
+TEST_F(PathSafetyTest, plainPathResolvesUnderTheTarget) {
+    EXPECT_EQ(Resolve("textures/car.dds"), Under({L"textures", L"car.dds"}));
+    EXPECT_EQ(Resolve("textures//car.dds"), Under({L"textures", L"car.dds"}));
+    EXPECT_EQ(Resolve("textures\\car.dds"), Under({L"textures", L"car.dds"}));
+    EXPECT_EQ(Resolve("a/./b"), Under({L"a", L"b"}));
+}
+
+TEST_F(PathSafetyTest, targetWithBlanksAndTrailingSeparatorIsTrimmedAndNormalised) {
+    std::wstring local;
+    std::wstring error;
+    ASSERT_TRUE(ResolveServerPath(L"  " + Target() + L"/ \r\n", "x.ini", local, error))
+        << WideToUtf8(error);
+    EXPECT_EQ(local, Under({L"x.ini"}));
+}
+
+TEST_F(PathSafetyTest, dotDotThatStaysInsideIsAcceptedAfterNormalising) {
+    EXPECT_EQ(Resolve("a/../b.ini"), Under({L"b.ini"}));
+}
+
+TEST_F(PathSafetyTest, dotDotThatLeavesIsUnsafe) {
+    EXPECT_EQ(Refusal("../b.ini"), WithPath("error.unsafe_server_file_path", "../b.ini"));
+    EXPECT_EQ(Refusal("a/../../b.ini"), WithPath("error.unsafe_server_file_path", "a/../../b.ini"));
+    EXPECT_EQ(Refusal("..\\b.ini"), WithPath("error.unsafe_server_file_path", "..\\b.ini"));
+}
+
+TEST_F(PathSafetyTest, absolutePathsAreRefused) {
+    for (const char* path : {"/cars/x.kn5", "\\cars\\x.kn5", "\\\\server\\share\\x.kn5",
+                             "//server/share/x.kn5", "C:x.kn5", "C:\\x.kn5", "x.kn5:stream"}) {
+        EXPECT_EQ(Refusal(path), WithPath("error.absolute_server_file_path", path)) << path;
+    }
+}
+
+TEST_F(PathSafetyTest, trailingSeparatorIsUnsafeAndEmptyIsEmpty) {
+    EXPECT_EQ(Refusal("cars/"), WithPath("error.unsafe_server_file_path", "cars/"));
+    EXPECT_EQ(Refusal(""), TrWide("error.empty_server_file_path"));
+    EXPECT_EQ(Refusal("./"), WithPath("error.unsafe_server_file_path", "./"));
+    EXPECT_EQ(Resolve("   "), Under({L"   "}));
+}
+
+TEST_F(PathSafetyTest, executableTypesAreBlocked) {
+    for (const char* path : {"apps/run.EXE", "apps/run.exe.", "apps/run.exe ", "lib/x.psm1",
+                             "x.dll", "a/b.Bat", "s.vbs . ."}) {
+        EXPECT_EQ(Refusal(path), WithPath("error.blocked_executable_type", path)) << path;
+    }
+    EXPECT_EQ(Resolve("apps/.exe"), Under({L"apps", L".exe"}));
+    EXPECT_EQ(Resolve("apps/run.exe.bak"), Under({L"apps", L"run.exe.bak"}));
+}
+
+TEST_F(PathSafetyTest, theClientsOwnTemporarySuffixIsRefused) {
+    EXPECT_EQ(Refusal("cars/x.kn5.tavrin_tmp"),
+              WithPath("error.unsafe_server_file_path", "cars/x.kn5.tavrin_tmp"));
+}
+
+TEST_F(PathSafetyTest, missingOrFileTargetIsInvalid) {
+    std::wstring local;
+    std::wstring error;
+    EXPECT_FALSE(ResolveServerPath(Under({L"missing"}), "a.txt", local, error));
+    EXPECT_EQ(error, TrWide("error.invalid_target_folder"));
+    test::WriteFile(sandbox_ / "file", "x");
+    EXPECT_FALSE(ResolveServerPath(Under({L"file"}), "a.txt", local, error));
+    EXPECT_EQ(error, TrWide("error.invalid_target_folder"));
+    EXPECT_FALSE(ResolveServerPath(L" \t", "a.txt", local, error));
+    EXPECT_EQ(error, TrWide("error.invalid_target_folder"));
+}
+
+TEST(PathRulesTest, blockedTypesFollowWindowsNameRules) {
+    EXPECT_TRUE(IsBlockedExecutableType(L"a\\run.exe"));
+    EXPECT_TRUE(IsBlockedExecutableType(L"run.exe. . "));
+    EXPECT_FALSE(IsBlockedExecutableType(L".bat"));
+    EXPECT_FALSE(IsBlockedExecutableType(L"a/.bat"));
+    EXPECT_FALSE(IsBlockedExecutableType(L"..."));
+    EXPECT_FALSE(IsBlockedExecutableType(L"x"));
+    EXPECT_FALSE(IsBlockedExecutableType(L"run.exe.txt"));
+    EXPECT_FALSE(IsBlockedExecutableType(L"run.exee"));
+    EXPECT_TRUE(IsBlockedExecutableType(L"a.JSE"));
+}
+
+TEST(PathRulesTest, withinComparesWholeElements) {
+    const std::wstring sep(1, kPathSeparator);
+    const std::wstring base = sep + L"Games" + sep + L"ac";
+    EXPECT_FALSE(IsPathWithin(base, sep + L"Games" + sep + L"ac2" + sep + L"x"));
+    EXPECT_TRUE(IsPathWithin(base, base + sep + L"x"));
+    EXPECT_TRUE(IsPathWithin(base, base));
+    EXPECT_TRUE(IsPathWithin(base + sep, base + sep + L"x"));
+    EXPECT_FALSE(IsPathWithin(base, sep + L"Games" + sep + L"a"));
+    EXPECT_FALSE(IsPathWithin(L"", base));
+    EXPECT_FALSE(IsPathWithin(base, base + sep + L".." + sep + L"b"));
+}
+
+TEST(PathRulesTest, normalFormFoldsSeparatorsAndDots) {
+    const std::wstring sep(1, kPathSeparator);
+    EXPECT_EQ(NormalizePath(L"a//b/./c/../d"), L"a" + sep + L"b" + sep + L"d");
+    EXPECT_EQ(NormalizePath(L"a\\b"), L"a" + sep + L"b");
+    EXPECT_EQ(NormalizePath(L"../x"), L".." + sep + L"x");
+    EXPECT_EQ(NormalizePath(L""), L"");
+}
+
+TEST_F(PathSafetyTest, gameFolderNeedsTheProgramFileAndContentFolder) {
+    EXPECT_FALSE(IsGameFolder(Target()));
+    test::WriteFile(sandbox_ / "AssettoCorsa.exe", "MZ");
+    EXPECT_FALSE(IsGameFolder(Target()));  // no "content"
+    std::filesystem::create_directories(sandbox_ / "content");
+    EXPECT_TRUE(IsGameFolder(Target()));
+    EXPECT_FALSE(IsGameFolder(Under({L"missing"})));
+}
+
+TEST_F(PathSafetyTest, folderNamedLikeTheProgramIsNoGameFolder) {
+    std::filesystem::create_directories(sandbox_ / "AssettoCorsa.exe");
+    std::filesystem::create_directories(sandbox_ / "content");
+    EXPECT_FALSE(IsGameFolder(Target()));
+}
+
+TEST_F(PathSafetyTest, contentThatIsAFileIsNoGameFolder) {
+    test::WriteFile(sandbox_ / "AssettoCorsa.exe", "MZ");
+    test::WriteFile(sandbox_ / "content", "not a folder");
+    EXPECT_FALSE(IsGameFolder(Target()));
+}
+
+}  // namespace
+}  // namespace tavrin
