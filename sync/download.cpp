@@ -255,8 +255,8 @@ bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, Http
         bool retryNow = false;
         const bool exchanged = ExecuteHttpRequest(session, request, result, requestError);
         // An oversized error page was cut off too; its status still decides what happens.
-        const bool answered = exchanged || (result.bodyLimitExceeded && result.status != 200 &&
-                                            result.status != 0);
+        const bool answered =
+            exchanged || (result.bodyLimitExceeded && result.status != 200 && result.status != 0);
         if (!answered) {
             DeleteLocalFile(temporary);
             if (Cancelled(context.cancelFlag)) {
