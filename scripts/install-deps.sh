@@ -11,8 +11,9 @@ packages=(
   libcurl4-openssl-dev libssl-dev nlohmann-json3-dev
   # server
   libboost-dev libboost-system-dev
-  # tests and benchmarks
+  # tests and benchmarks (the peers of bench/ included)
   googletest libgtest-dev libgmock-dev libbenchmark-dev libsimdjson-dev locales
+  nginx-light aria2 wget2 curl time openssl bc
   # window
   qt6-base-dev qt6-base-dev-tools qt6-svg-dev qt6-tools-dev libgl-dev xvfb xauth
   # Windows cross build and its tests

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "sync/progress.h"
+
+namespace tavrin::cli {
+
+// What tavrin-cli prints: log lines as the window shows them ("[hh:mm:ss] text") with a live
+// progress line on a terminal, or, with --json, one JSON event per line. Safe to call from
+// the engine's threads.
+class CliOutput {
+public:
+    CliOutput(bool json, bool progressLine);
+
+    void Log(const std::wstring& line);
+    void Progress(const ProgressMessage& message);
+    void Result(bool ok, const std::wstring& message, std::uint64_t filesListed,
+                std::uint64_t filesUpToDate, std::uint64_t filesDownloaded,
+                std::uint64_t bytesDownloaded);
+    // Ends a live progress line so that what follows starts on a clean line.
+    void FinishProgressLine();
+
+private:
+    std::mutex mutex_;
+    bool json_;
+    bool progressLine_;
+    bool progressShown_ = false;
+    std::chrono::steady_clock::time_point lastLine_{};
+};
+
+// "[hh:mm:ss] " of the local time.
+std::string TimeStamp();
+
+}  // namespace tavrin::cli

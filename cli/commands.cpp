@@ -1,0 +1,201 @@
+#include "cli/commands.h"
+
+#include <chrono>
+#include <random>
+#include <thread>
+
+#include "app/app_paths.h"
+#include "app/client_id.h"
+#include "app/fnv1a.h"
+#include "app/revision_store.h"
+#include "cli/cli_output.h"
+#include "cli/terminal.h"
+#include "discovery/steam_discovery.h"
+#include "i18n/placeholders.h"
+#include "i18n/translator.h"
+#include "i18n/utf8_conversion.h"
+#include "net/change_feed.h"
+#include "net/project_list.h"
+#include "sync/auto_sync_rules.h"
+#include "sync/download.h"
+#include "sync/path_safety.h"
+#include "sync/progress_format.h"
+#include "sync/sync_run.h"
+
+namespace tavrin::cli {
+namespace {
+
+void PrintError(const std::wstring& text) {
+    WriteErr(WideToUtf8(text) + "\n");
+}
+
+// On a terminal the user is asked; otherwise there is no password and the run fails with the
+// password key. The CLI never stores what was entered.
+PasswordPrompt TerminalPrompt() {
+    PasswordPrompt prompt;
+    prompt.ask = [](const std::string& project, bool retry, std::wstring& password) {
+        if (!StdinIsTerminal()) {
+            return false;
+        }
+        if (retry) {
+            WriteErr(WideToUtf8(FillPlaceholders(TrWide("error.project_password_invalid"),
+                                                 {Utf8ToWide(project)})) +
+                     "\n");
+        }
+        std::string line;
+        if (!ReadSecretLine("Password for project " + project + ": ", line) || line.empty()) {
+            return false;
+        }
+        password = Utf8ToWide(line);
+        return true;
+    };
+    return prompt;
+}
+
+ServerSyncRequest BuildRequest(const CliOptions& options, const std::atomic<bool>& cancel) {
+    ServerSyncRequest request;
+    request.serverUrl = Utf8ToWide(options.server);
+    request.clientId = ClientId(SettingsFilePath());
+    request.projects = options.projects;
+    for (const auto& [project, password] : options.passwords) {
+        request.passwords[project] = Utf8ToWide(password);
+    }
+    request.targetFolder = Utf8ToWide(options.target);
+    request.cancelFlag = &cancel;
+    request.prompt = TerminalPrompt();
+    return request;
+}
+
+// One run with its output; the exit status.
+int SyncOnce(const CliOptions& options, std::atomic<bool>& cancel, CliOutput& output) {
+    if (!options.noTargetCheck && !IsGameFolder(Utf8ToWide(options.target))) {
+        const std::wstring error = TrWide("error.invalid_target_folder");
+        output.Result(false, error, 0, 0, 0, 0);
+        PrintError(error);
+        return kExitFailed;
+    }
+    PostLog(FillPlaceholders(TrWide("log.syncing_server"), {Utf8ToWide(options.server)}), true);
+    SyncRunResult result;
+    std::wstring error;
+    const bool ok = RunServerSync(BuildRequest(options, cancel), result, error);
+    std::wstring message = error;
+    if (ok) {
+        message = FillPlaceholders(
+            TrWide("log.sync_summary"),
+            {L"1", std::to_wstring(result.filesListed), std::to_wstring(result.filesUpToDate),
+             std::to_wstring(result.filesDownloaded), std::to_wstring(result.bytesDownloaded),
+             FormatBytes(result.bytesDownloaded)});
+    }
+    output.Result(ok, message, result.filesListed, result.filesUpToDate, result.filesDownloaded,
+                  result.bytesDownloaded);
+    if (!ok) {
+        PrintError(error);
+        return cancel.load() ? kExitInterrupted : kExitFailed;
+    }
+    return kExitOk;
+}
+
+void InstallOutput(CliOutput& output) {
+    InstallProgressSinks([&output](const std::wstring& line) { output.Log(line); },
+                         [&output](const ProgressMessage& message) { output.Progress(message); });
+}
+
+bool Sleep(std::atomic<bool>& cancel, int milliseconds) {
+    return SleepCancellable(&cancel, milliseconds);
+}
+
+}  // namespace
+
+int RunProjectsCommand(const CliOptions& options) {
+    std::vector<ProjectInfo> projects;
+    std::wstring error;
+    if (!FetchProjectList(Utf8ToWide(options.server), ClientId(SettingsFilePath()), projects,
+                          error)) {
+        PrintError(error);
+        return kExitFailed;
+    }
+    std::string out;
+    for (const ProjectInfo& project : projects) {
+        out += project.name + "\t" + (project.requiresPassword ? "password" : "open") + "\n";
+    }
+    WriteOut(out);
+    return kExitOk;
+}
+
+int RunSyncCommand(const CliOptions& options, std::atomic<bool>& cancel) {
+    CliOutput output(options.json, !options.json && StderrIsTerminal());
+    InstallOutput(output);
+    const int status = SyncOnce(options, cancel, output);
+    InstallProgressSinks(nullptr, nullptr);
+    return status;
+}
+
+int RunWatchCommand(const CliOptions& options, std::atomic<bool>& cancel) {
+    CliOutput output(options.json, !options.json && StderrIsTerminal());
+    InstallOutput(output);
+    const std::filesystem::path settings = SettingsFilePath();
+    const std::wstring clientId = ClientId(settings);
+    const std::wstring server = Utf8ToWide(options.server);
+    std::wstring canonical = server;
+    std::wstring ignored;
+    NormalizeServerUrlWithPolicy(server, canonical, ignored);
+    const std::uint64_t identity = Fnv1a64(WideToUtf8(canonical + L"|" + clientId));
+    std::mt19937_64 random(
+        identity ^
+        static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()));
+    std::uint64_t revision = ReadAutoSyncRevision(settings, canonical);
+    PostLog(FillPlaceholders(TrWide("log.auto_sync_started_with_reason"),
+                             {TrWide("reason.initial_sync")}),
+            true);
+    int status = SyncOnce(options, cancel, output);
+    int failures = 0;
+    auto lastUnreachableLog = std::chrono::steady_clock::time_point{};
+    Sleep(cancel, StartStaggerMs(identity));
+    while (!cancel.load()) {
+        ChangeFeedResult result;
+        result.revision = revision;
+        std::wstring error;
+        if (!PollChanges(server, clientId, revision, options.waitSeconds, options.projects, result,
+                         error, &cancel)) {
+            if (cancel.load()) {
+                break;
+            }
+            ++failures;
+            const auto now = std::chrono::steady_clock::now();
+            if (failures == 1 || now - lastUnreachableLog >= std::chrono::seconds(30)) {
+                PostLog(FillPlaceholders(TrWide("log.auto_sync_server_unreachable"), {error}));
+                lastUnreachableLog = now;
+            }
+            Sleep(cancel, FailurePauseMs(failures, random()));
+            continue;
+        }
+        failures = 0;
+        if (!ReportsChange(revision, result)) {
+            Sleep(cancel, QuietPauseMs(result));
+            continue;
+        }
+        revision = result.revision;
+        WriteAutoSyncRevision(settings, canonical, revision);
+        PostLog(
+            FillPlaceholders(TrWide("log.auto_sync_started_with_reason"),
+                             {FillPlaceholders(TrWide("reason.server_reports_changes"), {server})}),
+            true);
+        status = SyncOnce(options, cancel, output);
+        Sleep(cancel, JitterAfterChangeMs(identity) + 750);
+    }
+    ReleaseChangeFeedConnection();
+    InstallProgressSinks(nullptr, nullptr);
+    (void)status;
+    return kExitInterrupted;
+}
+
+int RunFindGameCommand() {
+    const std::optional<std::wstring> folder = FindGameFolderViaSteam();
+    if (!folder) {
+        return kExitFailed;
+    }
+    WriteOut(WideToUtf8(*folder) + "\n");
+    return kExitOk;
+}
+
+}  // namespace tavrin::cli
