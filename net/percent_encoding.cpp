@@ -35,4 +35,26 @@ std::string PercentEncodeKeepingSlashes(std::string_view utf8) {
     return Encode(utf8, true);
 }
 
+bool PercentDecode(std::string_view text, std::string& decoded) {
+    const auto hex = [](char c) {
+        return c >= '0' && c <= '9'   ? c - '0'
+               : c >= 'a' && c <= 'f' ? c - 'a' + 10
+               : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                      : -1;
+    };
+    decoded.clear();
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            decoded.push_back(text[i]);
+            continue;
+        }
+        if (i + 2 >= text.size() || hex(text[i + 1]) < 0 || hex(text[i + 2]) < 0) {
+            return false;
+        }
+        decoded.push_back(static_cast<char>(hex(text[i + 1]) * 16 + hex(text[i + 2])));
+        i += 2;
+    }
+    return true;
+}
+
 }  // namespace tavrin

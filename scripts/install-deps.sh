@@ -10,7 +10,7 @@ packages=(
   # engine libraries
   libcurl4-openssl-dev libssl-dev nlohmann-json3-dev
   # server
-  libboost-dev libboost-system-dev
+  libboost-dev libboost-system-dev zlib1g-dev
   # tests and benchmarks (the peers of bench/ included)
   googletest libgtest-dev libgmock-dev libbenchmark-dev libsimdjson-dev locales
   nginx-light aria2 wget2 curl time openssl bc

@@ -406,3 +406,31 @@ TEST(FileListReaderTest, readsAlongListWithEscapes) {
 
 }  // namespace
 }  // namespace tavrin
+
+#include "manifest/file_list_writer.h"
+
+namespace tavrin {
+namespace {
+
+TEST(FileListWriterTest, writtenListReadsBackTheSame) {
+    const std::vector<FileListEntry> entries{
+        {"content/cars/a b/\"quoted\"\\x.kn5", 18446744073709549568ULL, 1700000000.123456, "ab"},
+        {"caf\xC3\xA9/\x01tab\t.txt", 0, 0.0, ""},
+        {"z", 5, 32503680000.0, std::string(64, 'f')}};
+    const std::string json = WriteFileListJson(entries);
+    FileListReader reader{json, 0};
+    std::vector<FileListEntry> read;
+    FileListReadError error;
+    ASSERT_TRUE(ReadFileList(reader, read, error)) << error.message << "\n" << json;
+    ASSERT_EQ(read.size(), entries.size());
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        EXPECT_EQ(read[i].relativePath, entries[i].relativePath);
+        EXPECT_EQ(read[i].size, entries[i].size);
+        EXPECT_EQ(read[i].mtime, entries[i].mtime);
+        EXPECT_EQ(read[i].hash, entries[i].hash);
+    }
+    EXPECT_EQ(WriteFileListJson({}), "[]");
+}
+
+}  // namespace
+}  // namespace tavrin

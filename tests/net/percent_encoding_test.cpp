@@ -29,3 +29,24 @@ TEST(PercentEncodingTest, slashKeepingVariantKeepsOnlySlashes) {
 
 }  // namespace
 }  // namespace tavrin
+
+namespace tavrin {
+namespace {
+
+TEST(PercentDecodingTest, undoesTheEncoding) {
+    std::string decoded;
+    ASSERT_TRUE(PercentDecode("a%20b%2Fc%C3%A9~", decoded));
+    EXPECT_EQ(decoded, "a b/c\xC3\xA9~");
+    ASSERT_TRUE(PercentDecode(PercentEncode("x/y z\\..%"), decoded));
+    EXPECT_EQ(decoded, "x/y z\\..%");
+}
+
+TEST(PercentDecodingTest, brokenEscapesAreRefused) {
+    std::string decoded;
+    EXPECT_FALSE(PercentDecode("a%2", decoded));
+    EXPECT_FALSE(PercentDecode("a%zz", decoded));
+    EXPECT_FALSE(PercentDecode("%", decoded));
+}
+
+}  // namespace
+}  // namespace tavrin

@@ -1,0 +1,114 @@
+#!/usr/bin/env bash
+# tavrin-cli end to end against a real tavrin-server on 127.0.0.1.
+#   cli_end_to_end.sh SERVER CLI [RUNNER]
+# RUNNER runs the CLI (the Wine runner for the Windows build). Prints "N passed, N failed".
+set -u
+server=$1
+cli=$2
+runner=${3:-}
+source_dir=$(cd "$(dirname "$0")/../.." && pwd)
+work=$(mktemp -d)
+passed=0
+failed=0
+trap 'kill "$server_pid" 2>/dev/null; wait "$server_pid" 2>/dev/null; rm -rf "$work"' EXIT
+
+check() {  # check NAME COMMAND...
+    local name=$1
+    shift
+    if "$@"; then
+        passed=$((passed + 1))
+    else
+        failed=$((failed + 1))
+        echo "FAILED: $name"
+    fi
+}
+text() {  # the English text of a key, with %1 filled
+    python3 -c 'import json,sys; t=json.load(open(sys.argv[1]))["strings"][sys.argv[2]]; print(t.replace("%1", sys.argv[3] if len(sys.argv)>3 else "%1"))' \
+        "$source_dir/i18n/en.json" "$@"
+}
+run_cli() { ${runner:+"$runner"} "$cli" --data-dir "$work/data" --language en "$@"; }
+
+mkdir -p "$work/root/alpha/content/cars/my car" "$work/root/beta" "$work/game/content"
+printf 'car data' >"$work/root/alpha/content/cars/my car/data.acd"
+head -c 300000 /dev/urandom >"$work/root/alpha/content/big.bin"
+printf 'beta' >"$work/root/beta/b.ini"
+printf 'MZ' >"$work/game/AssettoCorsa.exe"
+printf 'mine' >"$work/game/content/mine.txt"
+
+port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
+"$server" --root "$work/root" --listen "127.0.0.1:$port" --password beta=pw \
+    --scan-interval 0.3 2>"$work/server.log" &
+server_pid=$!
+for _ in $(seq 50); do
+    curl -s "http://127.0.0.1:$port/list_projects" >/dev/null && break
+    sleep 0.1
+done
+url="http://127.0.0.1:$port"
+
+out=$(run_cli projects --server "$url" --allow-http | tr -d '\r')
+check "projects lists names and password flags" [ "$out" = "$(printf 'alpha\topen\nbeta\tpassword')" ]
+
+run_cli sync --server "$url" --allow-http --target "$work/game" --project alpha --project beta \
+    --password beta=pw >"$work/sync.out" 2>"$work/sync.err"
+check "sync exits 0" [ $? -eq 0 ]
+check "nested file arrived" cmp -s "$work/root/alpha/content/cars/my car/data.acd" \
+    "$work/game/content/cars/my car/data.acd"
+check "large file arrived" cmp -s "$work/root/alpha/content/big.bin" "$work/game/content/big.bin"
+check "protected project arrived" cmp -s "$work/root/beta/b.ini" "$work/game/b.ini"
+check "unlisted file left alone" [ "$(cat "$work/game/content/mine.txt")" = "mine" ]
+check "no temporary files left" [ -z "$(find "$work/game" -name '*.tavrin_tmp')" ]
+check "log lines carry the time" grep -qE '^\[[0-9]{2}:[0-9]{2}:[0-9]{2}\] ' "$work/sync.out"
+
+run_cli sync --server "$url" --allow-http --target "$work/game" --project alpha --json \
+    >"$work/json.out" 2>/dev/null
+check "second sync is in step" python3 -c '
+import json, sys
+events = [json.loads(l) for l in open(sys.argv[1]) if l.strip()]
+result = events[-1]
+assert result["event"] == "result" and result["ok"] and result["files_downloaded"] == 0, result
+assert result["files_up_to_date"] == 2, result
+assert any(e["event"] == "progress" for e in events)' "$work/json.out"
+check "second file list came from the cache" grep -q '"GET /file_list/alpha" 304' "$work/server.log"
+
+run_cli sync --server "$url" --target "$work/game" --project alpha >/dev/null 2>"$work/lock.err"
+check "plain http refused without --allow-http" [ $? -eq 1 ]
+check "lock message" grep -qF "$(text error.http_requires_unlock)" "$work/lock.err"
+
+run_cli sync --server "$url" --allow-http --target "$work/game" --project beta \
+    </dev/null >/dev/null 2>"$work/pw.err"
+check "missing password fails" [ $? -eq 1 ]
+check "password message" grep -qF "$(text error.project_password_required beta)" "$work/pw.err"
+
+mkdir -p "$work/notgame"
+run_cli sync --server "$url" --allow-http --target "$work/notgame" --project alpha \
+    >/dev/null 2>"$work/target.err"
+check "non-game folder refused" [ $? -eq 1 ]
+check "target message" grep -qF "$(text error.invalid_target_folder)" "$work/target.err"
+run_cli sync --server "$url" --allow-http --target "$work/notgame" --project alpha \
+    --no-target-check >/dev/null 2>&1
+check "--no-target-check syncs anyway" [ -f "$work/notgame/content/big.bin" ]
+
+run_cli sync --server "$url" >/dev/null 2>"$work/usage.err"
+check "usage error exits 2" [ $? -eq 2 ]
+check "usage is printed" grep -q 'Usage: tavrin-cli' "$work/usage.err"
+
+if [ -z "$runner" ]; then
+    # watch: an initial sync, then a change on the server is synced by itself; SIGINT ends it.
+    "$cli" --data-dir "$work/data" --language en watch --server "$url" --allow-http \
+        --target "$work/game" --project alpha --wait 2 >"$work/watch.out" 2>&1 &
+    watch_pid=$!
+    sleep 1.5
+    printf 'fresh' >"$work/root/alpha/content/fresh.txt"
+    for _ in $(seq 60); do
+        [ -f "$work/game/content/fresh.txt" ] && break
+        sleep 0.1
+    done
+    check "watch synced the change" [ "$(cat "$work/game/content/fresh.txt" 2>/dev/null)" = fresh ]
+    kill -INT "$watch_pid"
+    wait "$watch_pid"
+    check "watch ends with 130 on SIGINT" [ $? -eq 130 ]
+    check "watch kept the revision" grep -q 'revision=' "$work/data/Tavrin.ini"
+fi
+
+echo "cli end to end: $passed passed, $failed failed"
+[ "$failed" -eq 0 ]
