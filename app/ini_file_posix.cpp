@@ -2,11 +2,11 @@
 // that QSettings' own lines, comments and line endings survive a client id being written.
 #include <unistd.h>
 
-#include <fstream>
-#include <iterator>
 #include <vector>
 
+#include "app/file_io.h"
 #include "app/ini_file.h"
+#include "i18n/ascii_text.h"
 #include "i18n/utf8_conversion.h"
 #include "sync/trim_whitespace.h"
 
@@ -39,19 +39,6 @@ std::vector<Line> SplitLines(const std::string& bytes) {
     return lines;
 }
 
-bool EqualIgnoringAsciiCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) {
-        return false;
-    }
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; };
-        if (lower(a[i]) != lower(b[i])) {
-            return false;
-        }
-    }
-    return true;
-}
-
 // The section a header line opens, or false when the line is none.
 bool SectionHeader(std::string_view line, std::string& name) {
     const std::string trimmed = TrimWhitespace(line);
@@ -82,33 +69,6 @@ bool KeyLine(std::string_view line, std::string_view key, std::string* value) {
     return true;
 }
 
-std::string ReadFile(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-// Writes beside the file and renames over it, so a failed write never leaves half a file.
-bool ReplaceFile(const std::filesystem::path& file, const std::string& bytes) {
-    std::filesystem::path temporary = file;
-    temporary += ".tmp";
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        if (!out.write(bytes.data(), static_cast<std::streamsize>(bytes.size())) || !out.flush()) {
-            out.close();
-            std::error_code ignored;
-            std::filesystem::remove(temporary, ignored);
-            return false;
-        }
-    }
-    std::error_code ec;
-    std::filesystem::rename(temporary, file, ec);
-    if (ec) {
-        std::filesystem::remove(temporary, ec);
-        return false;
-    }
-    return true;
-}
-
 }  // namespace
 
 std::wstring ReadIniValue(const std::filesystem::path& file, std::wstring_view section,
@@ -116,7 +76,7 @@ std::wstring ReadIniValue(const std::filesystem::path& file, std::wstring_view s
     const std::string wantedSection = WideToUtf8(section);
     const std::string wantedKey = WideToUtf8(key);
     bool inSection = false;
-    for (const Line& line : SplitLines(ReadFile(file))) {
+    for (const Line& line : SplitLines(ReadWholeFile(file).value_or(""))) {
         std::string name;
         if (SectionHeader(line.text, name)) {
             inSection = EqualIgnoringAsciiCase(name, wantedSection);
@@ -135,7 +95,7 @@ bool WriteIniValue(const std::filesystem::path& file, std::wstring_view section,
     const std::string wantedSection = WideToUtf8(section);
     const std::string wantedKey = WideToUtf8(key);
     const std::string newLine = wantedKey + "=" + WideToUtf8(value);
-    std::vector<Line> lines = SplitLines(ReadFile(file));
+    std::vector<Line> lines = SplitLines(ReadWholeFile(file).value_or(""));
     const std::string ending = !lines.empty() && lines.front().ending == "\r\n" ? "\r\n" : "\n";
 
     bool inSection = false;
@@ -178,7 +138,7 @@ bool WriteIniValue(const std::filesystem::path& file, std::wstring_view section,
     for (const Line& line : lines) {
         bytes += line.text + line.ending;
     }
-    return ReplaceFile(file, bytes);
+    return WriteFileReplacing(file, bytes);
 }
 
 }  // namespace tavrin

@@ -1,8 +1,7 @@
 #include "discovery/steam_discovery.h"
 
-#include <fstream>
-#include <iterator>
-
+#include "app/file_io.h"
+#include "i18n/ascii_text.h"
 #include "i18n/utf8_conversion.h"
 #include "sync/path_safety.h"
 #include "sync/path_status.h"
@@ -15,19 +14,6 @@ std::wstring Join(std::wstring folder, std::wstring_view name) {
         folder += kPathSeparator;
     }
     return folder + std::wstring(name);
-}
-
-bool EqualIgnoringAsciiCase(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) {
-        return false;
-    }
-    for (std::size_t i = 0; i < a.size(); ++i) {
-        const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; };
-        if (lower(a[i]) != lower(b[i])) {
-            return false;
-        }
-    }
-    return true;
 }
 
 std::wstring WithSingleBackslashes(std::string text) {
@@ -56,8 +42,7 @@ void AddUnique(std::vector<std::wstring>& folders, std::wstring folder) {
 }
 
 std::vector<std::string> ReadVdfTokens(std::wstring_view path) {
-    std::ifstream in(WideToPath(path), std::ios::binary);
-    const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string bytes = ReadWholeFile(WideToPath(path)).value_or("");
     std::vector<std::string> tokens;
     std::size_t position = 0;
     while (true) {

@@ -1,16 +1,12 @@
 #include "i18n/language_code.h"
 
+#include "i18n/ascii_text.h"
 #include "sync/trim_whitespace.h"
 
 namespace tavrin {
 
 std::string NormalizeLanguageCode(std::string_view code) {
-    std::string normal = TrimWhitespace(code);
-    for (char& c : normal) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
+    std::string normal = ToLowerAscii(TrimWhitespace(code));
     if (normal.size() >= 3) {
         normal.resize(2);
     }

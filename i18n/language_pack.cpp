@@ -1,14 +1,13 @@
 #include "i18n/language_pack.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 
 #include "app/app_paths.h"
 #include "app/embedded_file.h"
+#include "app/file_io.h"
 #include "i18n/damaged_text.h"
 #include "i18n/language_code.h"
 #include "i18n/placeholders.h"
@@ -21,14 +20,6 @@ namespace {
 
 std::mutex sourcesMutex;
 std::optional<LanguagePackSources> configuredSources;
-
-std::optional<std::string> ReadWholeFile(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) {
-        return std::nullopt;
-    }
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
 
 std::optional<std::string> BuiltInPack(std::string_view fileName) {
     for (const EmbeddedFile& file : BuiltInLanguagePacks()) {

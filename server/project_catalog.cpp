@@ -4,10 +4,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 
+#include "app/file_io.h"
 #include "app/fnv1a.h"
 #include "i18n/utf8_conversion.h"
 #include "manifest/file_list_writer.h"
@@ -27,22 +26,6 @@ double MtimeOf(const struct stat& info) {
            static_cast<double>(info.st_mtim.tv_nsec) / 1e9;
 }
 
-std::string ReadWhole(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
-
-void WriteWhole(const std::filesystem::path& path, const std::string& bytes) {
-    std::filesystem::path temporary = path;
-    temporary += ".tmp";
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        out << bytes;
-    }
-    std::error_code ec;
-    std::filesystem::rename(temporary, path, ec);
-}
-
 }  // namespace
 
 ProjectCatalog::ProjectCatalog(std::filesystem::path root)
@@ -53,7 +36,7 @@ ProjectCatalog::ProjectCatalog(std::filesystem::path root)
 void ProjectCatalog::LoadState() {
     nlohmann::json state;
     std::string error;
-    if (ParseJsonDocument(ReadWhole(stateFolder_ / "state.json"), state, error) &&
+    if (ParseJsonDocument(ReadWholeFile(stateFolder_ / "state.json").value_or(""), state, error) &&
         state.is_object()) {
         revision_ = state.value("revision", std::uint64_t{0});
         // What the projects were at the last run, so an unchanged root keeps its revision.
@@ -70,7 +53,8 @@ void ProjectCatalog::LoadState() {
         }
     }
     nlohmann::json hashes;
-    if (ParseJsonDocument(ReadWhole(stateFolder_ / "hashes.json"), hashes, error) &&
+    if (ParseJsonDocument(ReadWholeFile(stateFolder_ / "hashes.json").value_or(""), hashes,
+                          error) &&
         hashes.is_object()) {
         for (const auto& item : hashes.items()) {
             const nlohmann::json& value = item.value();
@@ -89,17 +73,17 @@ void ProjectCatalog::SaveState() const {
     for (const auto& [key, cached] : hashes_) {
         hashes[key] = {{"size", cached.size}, {"mtime", cached.mtime}, {"hash", cached.hash}};
     }
-    WriteWhole(stateFolder_ / "hashes.json",
-               hashes.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+    WriteFileReplacing(stateFolder_ / "hashes.json",
+                       hashes.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
     nlohmann::json projects = nlohmann::json::object();
     for (const auto& [name, project] : projects_) {
         projects[name] = {{"etag", project->etag},
                           {"changed", project->changedAtRevision},
                           {"modified", project->lastModified}};
     }
-    WriteWhole(stateFolder_ / "state.json",
-               nlohmann::json({{"revision", revision_}, {"projects", projects}})
-                   .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+    WriteFileReplacing(stateFolder_ / "state.json",
+                       nlohmann::json({{"revision", revision_}, {"projects", projects}})
+                           .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 std::string ProjectCatalog::HashOf(const std::filesystem::path& file, std::uint64_t size,

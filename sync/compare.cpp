@@ -4,6 +4,7 @@
 #include <cmath>
 #include <thread>
 
+#include "i18n/ascii_text.h"
 #include "i18n/placeholders.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
@@ -13,15 +14,6 @@
 
 namespace tavrin {
 namespace {
-
-std::string LowerAscii(std::string text) {
-    for (char& c : text) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return text;
-}
 
 bool Cancelled(const std::atomic<bool>* cancelFlag) {
     return cancelFlag != nullptr && cancelFlag->load();
@@ -93,7 +85,7 @@ bool NeedsDownload(const FileListEntry& record, const std::wstring& localPath,
         warning = FillPlaceholders(TrWide("warning.hash_compare_not_possible"), {localPath});
         return true;
     }
-    if (LowerAscii(record.hash) != digest) {
+    if (ToLowerAscii(record.hash) != digest) {
         return true;
     }
     SetLocalFileTime(localPath, record.mtime);

@@ -4,6 +4,7 @@
 #include <array>
 #include <thread>
 
+#include "i18n/ascii_text.h"
 #include "i18n/placeholders.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
@@ -150,10 +151,11 @@ unsigned DownloadWorkerCount(const std::vector<SyncWorkItem>& items, unsigned ha
     const double share64k = static_cast<double>(upTo64k) / n;
     const double share8m = static_cast<double>(from8m) / n;
     unsigned workers = base;
-    if ((share256k >= 0.6 || share64k >= 0.4 || average <= 393216.0) && count >= 3 * base) {
+    if ((share256k >= 0.6 || share64k >= 0.4 || average <= 393216.0) &&
+        count >= std::size_t{3} * base) {
         workers = std::max(base + 2, 6U);
     }
-    if ((share256k >= 0.8 || share64k >= 0.65) && count >= 5 * base) {
+    if ((share256k >= 0.8 || share64k >= 0.65) && count >= std::size_t{5} * base) {
         workers = std::max(workers, 10U);
     }
     if (share8m >= 0.7) {
@@ -204,10 +206,7 @@ bool VerifyDownload(const FileListEntry& record, const std::wstring& temporaryPa
         errorText = FillPlaceholders(TrWide("error.download_hash_calculation_failed"), {hashError});
         return false;
     }
-    std::string expected = record.hash;
-    std::transform(expected.begin(), expected.end(), expected.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    });
+    const std::string expected = ToLowerAscii(record.hash);
     if (expected != digest) {
         failureCode = 4;
         errorText = FillPlaceholders(TrWide("error.download_hash_mismatch"),
