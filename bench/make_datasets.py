@@ -53,7 +53,7 @@ def large():
 def mixed():
     rng = random.Random(3)
     files = []
-    for car in range(40):
+    for car in range(25):
         base = f"content/cars/mod_car_{car:02d}"
         files.append((f"{base}/car.kn5", rng.randint(15, 45) * 1024 * 1024, 3000 + car))
         for skin in range(6):
