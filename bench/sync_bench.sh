@@ -108,6 +108,7 @@ EOF
 
     # Comparison of an up-to-date folder, page cache warm.
     rm -rf "$target" "$work/cli-data"
+    mkdir -p "$target"
     "$cli" --data-dir "$work/cli-data" sync --server "$url" --target "$target" --project "$set" \
         --allow-http --no-target-check >/dev/null
     find "$target" -type f -print0 >"$work/files-$set"
@@ -126,6 +127,7 @@ done
 
 # Peak memory of comparing 200,000 small files.
 target="$work/target-many"
+mkdir -p "$target"
 "$cli" --data-dir "$work/cli-data" sync --server "$url" --target "$target" --project many \
     --allow-http --no-target-check >/dev/null
 peak=$(/usr/bin/time -f %M "$cli" --data-dir "$work/cli-data" sync --server "$url" \

@@ -5,7 +5,9 @@
 
 #include <zlib.h>
 #include <boost/asio.hpp>
+#include <boost/asio/ssl.hpp>
 #include <boost/beast.hpp>
+#include <boost/beast/ssl.hpp>
 
 #include <atomic>
 #include <charconv>
@@ -102,6 +104,7 @@ struct ContentServer::Impl {
     std::atomic<bool> stopping{false};
     std::thread scanner;
     std::list<std::weak_ptr<PendingPoll>> polls;  // touched on the I/O thread only
+    std::optional<asio::ssl::context> tls;        // set when serving https
 
     explicit Impl(ServerConfig c) : config(std::move(c)), catalog(config.root) {}
 
@@ -129,22 +132,47 @@ struct PendingPoll {
 
 namespace {
 
-// One connection: requests read and answered in turn (keep-alive).
-class Session : public std::enable_shared_from_this<Session> {
+using PlainStream = beast::tcp_stream;
+using TlsStream = beast::ssl_stream<beast::tcp_stream>;
+
+tcp::socket& SocketOf(PlainStream& stream) {
+    return stream.socket();
+}
+tcp::socket& SocketOf(TlsStream& stream) {
+    return beast::get_lowest_layer(stream).socket();
+}
+
+// One connection: requests read and answered in turn (keep-alive), over plain TCP or TLS.
+template <class Stream>
+class Session : public std::enable_shared_from_this<Session<Stream>> {
 public:
     Session(tcp::socket socket, ContentServer::Impl& server)
         : stream_(std::move(socket)), server_(server) {}
+    Session(tcp::socket socket, asio::ssl::context& tls, ContentServer::Impl& server)
+        : stream_(std::move(socket), tls), server_(server) {}
 
-    void Start() { Read(); }
+    void Start() {
+        if constexpr (std::is_same_v<Stream, TlsStream>) {
+            stream_.async_handshake(asio::ssl::stream_base::server,
+                                    [self = this->shared_from_this()](beast::error_code ec) {
+                                        if (!ec) {
+                                            self->Read();
+                                        }
+                                    });
+        } else {
+            Read();
+        }
+    }
 
 private:
     void Read() {
         parser_.emplace();
         parser_->header_limit(kHeaderLimit);
         parser_->body_limit(0);
-        http::async_read(
-            stream_, buffer_, *parser_,
-            [self = shared_from_this()](beast::error_code ec, std::size_t) { self->OnRead(ec); });
+        http::async_read(stream_, buffer_, *parser_,
+                         [self = this->shared_from_this()](beast::error_code ec, std::size_t) {
+                             self->OnRead(ec);
+                         });
     }
 
     void OnRead(beast::error_code ec) {
@@ -164,7 +192,7 @@ private:
 
     void Log(unsigned status, std::uint64_t bytes) {
         beast::error_code ec;
-        const auto remote = stream_.socket().remote_endpoint(ec);
+        const auto remote = SocketOf(stream_).remote_endpoint(ec);
         std::cerr << (ec ? std::string("-") : remote.address().to_string()) << " \""
                   << request_.method_string() << " " << request_.target() << "\" " << status << " "
                   << bytes << "\n";
@@ -176,16 +204,17 @@ private:
         response.prepare_payload();
         Log(response.result_int(), response.body().size());
         auto shared = std::make_shared<StringResponse>(std::move(response));
-        http::async_write(stream_, *shared,
-                          [self = shared_from_this(), shared](beast::error_code ec, std::size_t) {
-                              self->AfterWrite(ec, shared->keep_alive());
-                          });
+        http::async_write(
+            stream_, *shared,
+            [self = this->shared_from_this(), shared](beast::error_code ec, std::size_t) {
+                self->AfterWrite(ec, shared->keep_alive());
+            });
     }
 
     void AfterWrite(beast::error_code ec, bool keepAlive) {
         if (ec || !keepAlive || server_.stopping) {
             beast::error_code ignored;
-            stream_.socket().shutdown(tcp::socket::shutdown_send, ignored);
+            SocketOf(stream_).shutdown(tcp::socket::shutdown_send, ignored);
             return;
         }
         Read();
@@ -296,7 +325,7 @@ private:
         Log(200, size);
         http::async_write(
             stream_, *response,
-            [self = shared_from_this(), response](beast::error_code error, std::size_t) {
+            [self = this->shared_from_this(), response](beast::error_code error, std::size_t) {
                 self->AfterWrite(error, response->keep_alive());
             });
     }
@@ -324,7 +353,7 @@ private:
         poll->since = since;
         poll->projects = projects;
         std::weak_ptr<PendingPoll> weak = poll;
-        poll->answer = [self = shared_from_this(), since, projects, keepAlive, weak] {
+        poll->answer = [self = this->shared_from_this(), since, projects, keepAlive, weak] {
             if (auto held = weak.lock(); held && !held->answered) {
                 held->answered = true;
                 held->timer.cancel();
@@ -366,7 +395,7 @@ private:
                      answer.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
     }
 
-    beast::tcp_stream stream_;
+    Stream stream_;
     beast::flat_buffer buffer_;
     std::optional<http::request_parser<http::empty_body>> parser_;
     http::request<http::empty_body> request_;
@@ -382,7 +411,11 @@ void ContentServer::Impl::Accept() {
             return;
         }
         if (!ec) {
-            std::make_shared<Session>(std::move(socket), *this)->Start();
+            if (tls) {
+                std::make_shared<Session<TlsStream>>(std::move(socket), *tls, *this)->Start();
+            } else {
+                std::make_shared<Session<PlainStream>>(std::move(socket), *this)->Start();
+            }
         }
         Accept();
     });
@@ -429,6 +462,20 @@ bool ContentServer::Start(std::string& error) {
         error = "cannot listen on " + impl_->config.host + ":" +
                 std::to_string(impl_->config.port) + ": " + ec.message();
         return false;
+    }
+    if (!impl_->config.tlsCertificate.empty()) {
+        auto& tls = impl_->tls.emplace(asio::ssl::context::tls_server);
+        tls.set_options(asio::ssl::context::default_workarounds | asio::ssl::context::no_sslv2 |
+                        asio::ssl::context::no_sslv3 | asio::ssl::context::no_tlsv1 |
+                        asio::ssl::context::no_tlsv1_1);
+        tls.use_certificate_chain_file(impl_->config.tlsCertificate.string(), ec);
+        if (!ec) {
+            tls.use_private_key_file(impl_->config.tlsKey.string(), asio::ssl::context::pem, ec);
+        }
+        if (ec) {
+            error = "cannot load the TLS certificate or key: " + ec.message();
+            return false;
+        }
     }
     impl_->port = impl_->acceptor.local_endpoint().port();
     impl_->catalog.Rescan();
@@ -505,6 +552,10 @@ bool ParseServerArguments(int argc, char** argv, ServerConfig& config, std::stri
                 return false;
             }
             config.passwords[value.substr(0, equals)] = value.substr(equals + 1);
+        } else if (word == "--tls-cert" && hasValue) {
+            config.tlsCertificate = argv[++i];
+        } else if (word == "--tls-key" && hasValue) {
+            config.tlsKey = argv[++i];
         } else if (word == "--scan-interval" && hasValue) {
             config.scanIntervalSeconds = std::max(0.1, std::atof(argv[++i]));
         } else {
@@ -514,6 +565,10 @@ bool ParseServerArguments(int argc, char** argv, ServerConfig& config, std::stri
     }
     if (config.root.empty()) {
         error = "--root is required";
+        return false;
+    }
+    if (config.tlsCertificate.empty() != config.tlsKey.empty()) {
+        error = "--tls-cert and --tls-key go together";
         return false;
     }
     return true;

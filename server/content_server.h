@@ -14,6 +14,8 @@ struct ServerConfig {
     std::uint16_t port = 8080;                     // 0 picks a free port
     std::map<std::string, std::string> passwords;  // project -> password
     double scanIntervalSeconds = 2.0;
+    std::filesystem::path tlsCertificate;  // PEM chain; with tlsKey, the server speaks https
+    std::filesystem::path tlsKey;
 };
 
 // tavrin-server: publishes the folders under the root as projects over the client's HTTP

@@ -9,7 +9,8 @@ int main(int argc, char** argv) {
     if (!tavrin::server::ParseServerArguments(argc, argv, config, error)) {
         std::cerr << "tavrin-server: " << error << "\n\n"
                   << "Usage: tavrin-server --root DIR [--listen HOST:PORT] "
-                     "[--password PROJECT=SECRET]... [--scan-interval SECONDS]\n";
+                     "[--password PROJECT=SECRET]... [--scan-interval SECONDS]\n"
+                     "                     [--tls-cert FILE --tls-key FILE]\n";
         return 2;
     }
     tavrin::server::ContentServer server(config);

@@ -11,6 +11,7 @@
 #include "net/project_list.h"
 #include "tests/support/content_server.h"
 #include "tests/support/http_fixture.h"
+#include "tests/support/tls_test_server.h"
 
 namespace tavrin {
 namespace {
@@ -34,8 +35,12 @@ protected:
         StopServer();
         plainHttpAllowed = previousLock_;
     }
-    void StartServer() {
+    void StartServer(bool tls = false) {
         ServerConfig config;
+        if (tls) {
+            config.tlsCertificate = test::TlsTestDataFolder() + "/server.pem";
+            config.tlsKey = test::TlsTestDataFolder() + "/server.key";
+        }
         config.root = sandbox_ / "root";
         config.port = 0;
         config.passwords["beta"] = "open sesame";
@@ -45,7 +50,7 @@ protected:
         ASSERT_TRUE(server_->Start(error)) << error;
         thread_ = std::thread([this] { server_->Run(false); });
         session_ = HttpSession();
-        session_.endpoint = {kSchemeHttp, L"127.0.0.1", server_->Port(), L""};
+        session_.endpoint = {tls ? kSchemeHttps : kSchemeHttp, L"127.0.0.1", server_->Port(), L""};
         std::wstring openError;
         ASSERT_TRUE(OpenHttpSession(session_, openError, {2000, 2000, 5000, 15000}));
     }
@@ -295,6 +300,28 @@ TEST_F(ContentServerTest, holdsManyLongPollsAtOnce) {
         poller.join();
     }
     EXPECT_EQ(answered, kPolls);
+}
+
+TEST_F(ContentServerTest, servesHttpsWithItsCertificate) {
+    const test::ScopedEnvironment trust("SSL_CERT_FILE", test::TlsTestDataFolder() + "/ca.pem");
+    StartServer(true);
+    std::vector<ProjectInfo> projects;
+    std::wstring error;
+    ASSERT_TRUE(FetchProjectList(L"https://127.0.0.1:" + std::to_wstring(server_->Port()), L"",
+                                 projects, error))
+        << WideToUtf8(error);
+    EXPECT_EQ(projects.size(), 2U);
+    std::string body;
+    EXPECT_EQ(Get("/download_file/alpha/content/a.txt", &body), 200U);
+    EXPECT_EQ(body, "alpha file");
+}
+
+TEST(ServerArgumentsTest, certificateAndKeyGoTogether) {
+    ServerConfig config;
+    std::string error;
+    const char* arguments[] = {"tavrin-server", "--root", "/srv", "--tls-cert", "c.pem"};
+    EXPECT_FALSE(server::ParseServerArguments(5, const_cast<char**>(arguments), config, error));
+    EXPECT_EQ(error, "--tls-cert and --tls-key go together");
 }
 
 }  // namespace
