@@ -57,13 +57,18 @@ bool IsSeparator(wchar_t c) {
 
 // No existing folder on the way to the file, nor the file, may be a link or reparse point.
 bool CheckExistingElements(const std::wstring& target, const std::vector<std::wstring>& elements,
-                           std::string_view serverPath, std::wstring& errorText) {
+                           std::string_view serverPath, std::wstring& errorText,
+                           VerifiedFolders* verifiedFolders) {
     std::wstring running = target;
-    for (const std::wstring& element : elements) {
+    for (std::size_t i = 0; i < elements.size(); ++i) {
         if (running.empty() || running.back() != kPathSeparator) {
             running += kPathSeparator;
         }
-        running += element;
+        running += elements[i];
+        const bool isFolder = i + 1 < elements.size();
+        if (isFolder && verifiedFolders != nullptr && verifiedFolders->count(running) > 0) {
+            continue;
+        }
         const PathStatus status = ReadPathStatus(running);
         if (status.kind == PathKind::kUnreadable) {
             return RefuseWithCode(errorText, "error.file_path_left_target_blocked",
@@ -79,6 +84,9 @@ bool CheckExistingElements(const std::wstring& target, const std::vector<std::ws
         }
         if (reparse || status.kind == PathKind::kLink) {
             return RefuseWithPath(errorText, "error.file_path_left_target_blocked", serverPath);
+        }
+        if (isFolder && verifiedFolders != nullptr && status.kind == PathKind::kDirectory) {
+            verifiedFolders->insert(running);
         }
     }
     return true;
@@ -153,7 +161,8 @@ bool IsBlockedExecutableType(std::wstring_view path) {
 }
 
 bool ResolveServerPath(std::wstring_view targetFolder, std::string_view serverPath,
-                       std::wstring& localPath, std::wstring& errorText) {
+                       std::wstring& localPath, std::wstring& errorText,
+                       VerifiedFolders* verifiedFolders) {
     localPath.clear();
     const std::wstring target = NormalizePath(TrimWhitespace(targetFolder));
     if (target.empty()) {
@@ -192,7 +201,7 @@ bool ResolveServerPath(std::wstring_view targetFolder, std::string_view serverPa
                      kTemporarySuffix)) {
         return RefuseWithPath(errorText, "error.unsafe_server_file_path", serverPath);
     }
-    if (!CheckExistingElements(target, elements, serverPath, errorText)) {
+    if (!CheckExistingElements(target, elements, serverPath, errorText, verifiedFolders)) {
         return false;
     }
     std::wstring joined = target;

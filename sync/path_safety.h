@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <unordered_set>
 
 namespace tavrin {
 
@@ -11,8 +12,13 @@ namespace tavrin {
 
 // Maps a server path (UTF-8, "/" or "\" separated) to a local path below `targetFolder`, or
 // refuses it. Nothing on disk is changed either way.
+// `verifiedFolders`, when given, remembers the existing folders already found to be plain
+// folders (no link, no reparse point) during one run, so that thousands of files in the same
+// folders do not check them again and again.
+using VerifiedFolders = std::unordered_set<std::wstring>;
 bool ResolveServerPath(std::wstring_view targetFolder, std::string_view serverPath,
-                       std::wstring& localPath, std::wstring& errorText);
+                       std::wstring& localPath, std::wstring& errorText,
+                       VerifiedFolders* verifiedFolders = nullptr);
 
 // Whether a folder is an Assetto Corsa installation: a directory holding a regular file
 // "AssettoCorsa.exe" and a "content" folder, neither of them a link.

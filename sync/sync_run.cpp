@@ -38,21 +38,26 @@ std::wstring PathKey(const std::wstring& path) {
 }
 
 bool ResolveProject(const ServerSyncRequest& request, const std::string& project,
-                    const std::vector<FileListEntry>& entries, std::vector<SyncWorkItem>& items,
+                    std::vector<FileListEntry>& entries, std::vector<SyncWorkItem>& items,
                     std::wstring& errorText) {
-    for (const FileListEntry& entry : entries) {
+    VerifiedFolders verifiedFolders;
+    items.reserve(entries.size());
+    for (FileListEntry& entry : entries) {
         if (Cancelled(request.cancelFlag)) {
             return FailCancelled(errorText);
         }
         std::wstring localPath;
         std::wstring pathError;
-        if (!ResolveServerPath(request.targetFolder, entry.relativePath, localPath, pathError)) {
+        if (!ResolveServerPath(request.targetFolder, entry.relativePath, localPath, pathError,
+                               &verifiedFolders)) {
             errorText = FillPlaceholders(TrWide("error.project_prefix_with_details"),
                                          {Utf8ToWide(project), pathError});
             return false;
         }
-        items.push_back({project, entry, std::move(localPath)});
+        items.push_back({project, std::move(entry), std::move(localPath)});
     }
+    entries.clear();
+    entries.shrink_to_fit();
     CollapseSamePaths(items);
     return true;
 }

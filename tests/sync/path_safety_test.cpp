@@ -162,3 +162,26 @@ TEST_F(PathSafetyTest, contentThatIsAFileIsNoGameFolder) {
 
 }  // namespace
 }  // namespace tavrin
+
+namespace tavrin {
+namespace {
+
+TEST(VerifiedFoldersTest, checkedFoldersAreRememberedAndGiveTheSameResult) {
+    test::Sandbox sandbox;
+    std::filesystem::create_directories(sandbox / "game" / "content" / "cars");
+    const std::wstring target = PathToWide(sandbox / "game");
+    VerifiedFolders verified;
+    std::wstring first;
+    std::wstring second;
+    std::wstring plain;
+    std::wstring error;
+    ASSERT_TRUE(ResolveServerPath(target, "content/cars/a.kn5", first, error, &verified));
+    ASSERT_TRUE(ResolveServerPath(target, "content/cars/b.kn5", second, error, &verified));
+    ASSERT_TRUE(ResolveServerPath(target, "content/cars/b.kn5", plain, error));
+    EXPECT_EQ(second, plain);
+    EXPECT_EQ(verified.size(), 2U);  // content and content/cars; files are always checked
+    EXPECT_EQ(verified.count(target + kPathSeparator + L"content"), 1U);
+}
+
+}  // namespace
+}  // namespace tavrin
