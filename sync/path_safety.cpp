@@ -168,17 +168,22 @@ bool ResolveServerPath(std::wstring_view targetFolder, std::string_view serverPa
     if (target.empty()) {
         return Refuse(errorText, "error.invalid_target_folder");
     }
-    const PathStatus targetStatus = ReadPathStatus(target);
-    if (targetStatus.kind != PathKind::kDirectory) {
-        return Refuse(errorText, "error.invalid_target_folder");
-    }
-    bool reparse = false;
-    std::uint32_t code = 0;
-    if (!IsReparsePoint(target, reparse, code)) {
-        return RefuseWithCode(errorText, "error.invalid_target_folder", code);
-    }
-    if (reparse) {
-        return RefuseWithPath(errorText, "error.file_path_left_target_blocked", serverPath);
+    if (verifiedFolders == nullptr || verifiedFolders->count(target) == 0) {
+        const PathStatus targetStatus = ReadPathStatus(target);
+        if (targetStatus.kind != PathKind::kDirectory) {
+            return Refuse(errorText, "error.invalid_target_folder");
+        }
+        bool reparse = false;
+        std::uint32_t code = 0;
+        if (!IsReparsePoint(target, reparse, code)) {
+            return RefuseWithCode(errorText, "error.invalid_target_folder", code);
+        }
+        if (reparse) {
+            return RefuseWithPath(errorText, "error.file_path_left_target_blocked", serverPath);
+        }
+        if (verifiedFolders != nullptr) {
+            verifiedFolders->insert(target);
+        }
     }
 
     // Normalising comes first: a/../b is b, while ../b keeps its ".." and is refused below.

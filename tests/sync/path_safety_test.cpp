@@ -179,7 +179,7 @@ TEST(VerifiedFoldersTest, checkedFoldersAreRememberedAndGiveTheSameResult) {
     ASSERT_TRUE(ResolveServerPath(target, "content/cars/b.kn5", second, error, &verified));
     ASSERT_TRUE(ResolveServerPath(target, "content/cars/b.kn5", plain, error));
     EXPECT_EQ(second, plain);
-    EXPECT_EQ(verified.size(), 2U);  // content and content/cars; files are always checked
+    EXPECT_EQ(verified.size(), 3U);  // the target, content, content/cars; files always checked
     EXPECT_EQ(verified.count(target + kPathSeparator + L"content"), 1U);
 }
 
