@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   # native toolchain and build
-  build-essential cmake ninja-build pkg-config git clang clang-format clang-tidy
+  build-essential cmake ninja-build pkg-config git python3 clang clang-format clang-tidy
   libclang-rt-14-dev llvm
   # engine libraries
   libcurl4-openssl-dev libssl-dev nlohmann-json3-dev
