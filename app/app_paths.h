@@ -2,12 +2,11 @@
 
 #include <filesystem>
 
+#include "base/executable_directory.h"
+
 namespace tavrin {
 
 // The folders the program keeps its data in. Paths that cannot be had are empty.
-
-// The folder of the running executable.
-std::filesystem::path ExecutableDirectory();
 
 // The per-user local data folder: LocalAppData on Windows; $XDG_DATA_HOME, else
 // ~/.local/share, on Linux.

@@ -26,12 +26,6 @@ std::filesystem::path HomeDirectory() {
 
 }  // namespace
 
-std::filesystem::path ExecutableDirectory() {
-    std::error_code ec;
-    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
-    return ec ? std::filesystem::path() : self.parent_path();
-}
-
 std::filesystem::path LocalAppDataDirectory() {
     // The XDG rules ignore a relative XDG_DATA_HOME.
     if (const char* data = std::getenv("XDG_DATA_HOME"); data != nullptr && *data == '/') {

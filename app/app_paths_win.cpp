@@ -12,16 +12,6 @@
 
 namespace tavrin {
 
-std::filesystem::path ExecutableDirectory() {
-    std::vector<wchar_t> buffer(32768);
-    const DWORD length =
-        GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
-    if (length == 0 || length >= buffer.size()) {
-        return {};
-    }
-    return std::filesystem::path(std::wstring(buffer.data(), length)).parent_path();
-}
-
 std::filesystem::path LocalAppDataDirectory() {
     PWSTR folder = nullptr;
     std::filesystem::path path;

@@ -4,11 +4,11 @@
 
 #include <vector>
 
-#include "app/file_io.h"
 #include "app/ini_file.h"
+#include "base/file_io.h"
+#include "base/trim_whitespace.h"
 #include "i18n/ascii_text.h"
 #include "i18n/utf8_conversion.h"
-#include "sync/trim_whitespace.h"
 
 namespace tavrin {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "app/ini_file.h"
-#include "sync/trim_whitespace.h"
+#include "base/trim_whitespace.h"
 
 namespace tavrin {
 namespace {

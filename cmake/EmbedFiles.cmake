@@ -18,7 +18,7 @@ endforeach()
 set(content "// Generated at build time by cmake/EmbedFiles.cmake; do not edit.
 #include <span>
 
-#include \"app/embedded_file.h\"
+#include \"base/embedded_file.h\"
 
 namespace tavrin {
 namespace {

@@ -51,7 +51,7 @@ function(tavrin_check_qt_free target)
 endfunction()
 
 # Compiles the given data files into `target` behind a function `symbol()` declared by the
-# caller (see app/embedded_file.h).
+# caller (see base/embedded_file.h).
 function(tavrin_embed_files target symbol)
     set(output ${CMAKE_CURRENT_BINARY_DIR}/${symbol}.cpp)
     set(files "")

@@ -1,6 +1,6 @@
 #include "discovery/steam_discovery.h"
 
-#include "app/file_io.h"
+#include "base/file_io.h"
 #include "i18n/ascii_text.h"
 #include "i18n/utf8_conversion.h"
 #include "sync/path_safety.h"

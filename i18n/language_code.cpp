@@ -1,7 +1,7 @@
 #include "i18n/language_code.h"
 
+#include "base/trim_whitespace.h"
 #include "i18n/ascii_text.h"
-#include "sync/trim_whitespace.h"
 
 namespace tavrin {
 

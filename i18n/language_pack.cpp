@@ -5,15 +5,15 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
-#include "app/app_paths.h"
-#include "app/embedded_file.h"
-#include "app/file_io.h"
+#include "base/embedded_file.h"
+#include "base/executable_directory.h"
+#include "base/file_io.h"
+#include "base/trim_whitespace.h"
 #include "i18n/damaged_text.h"
 #include "i18n/language_code.h"
 #include "i18n/placeholders.h"
 #include "i18n/utf8_conversion.h"
 #include "manifest/json_document.h"
-#include "sync/trim_whitespace.h"
 
 namespace tavrin {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "app/embedded_file.h"
+#include "base/embedded_file.h"
 #include "i18n/language_code.h"
 
 namespace tavrin {

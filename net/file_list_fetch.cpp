@@ -1,5 +1,6 @@
 #include "net/file_list_fetch.h"
 
+#include "base/trim_whitespace.h"
 #include "i18n/placeholders.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
@@ -7,7 +8,6 @@
 #include "net/http_request.h"
 #include "net/manifest_cache.h"
 #include "net/percent_encoding.h"
-#include "sync/trim_whitespace.h"
 
 namespace tavrin {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cwctype>
 
-#include "sync/trim_whitespace.h"
+#include "base/trim_whitespace.h"
 
 namespace tavrin {
 

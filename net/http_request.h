@@ -7,6 +7,7 @@
 #include <string>
 
 #include "net/http_session.h"
+#include "net/output_file.h"
 
 namespace tavrin {
 
@@ -26,6 +27,9 @@ struct HttpRequest {
     // The file must not exist yet (a download's temporary file): a link or file already at
     // the path fails the request instead of being written through.
     bool outFileMustBeNew = false;
+    // A file the caller has opened already (the download's temporary file, created relative
+    // to its folder); it takes precedence over `outFilePath` and the caller closes it.
+    OutputFile* outFile = nullptr;
     std::string* outBody = nullptr;
     const std::atomic<bool>* cancelFlag = nullptr;
     std::wstring extraHeaders;  // complete header lines; a password line turns redirects off

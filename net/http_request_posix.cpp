@@ -43,6 +43,7 @@ struct Transfer {
     // The sink, opened when the first body byte arrives or the body ends empty.
     bool sinkOpen = false;
     OutputFile file;
+    OutputFile* sink = nullptr;  // the caller's file or `file`
     std::uint64_t total = 0;
     Stop stop = Stop::kNone;
     // Progress as curl last reported it, so that a change counts as activity.
@@ -61,11 +62,14 @@ bool OpenSink(Transfer& transfer) {
     }
     transfer.sinkOpen = true;
     const HttpRequest& request = *transfer.request;
-    if (request.outFilePath) {
+    if (request.outFile != nullptr) {
+        transfer.sink = request.outFile;
+    } else if (request.outFilePath) {
         if (!transfer.file.Open(*request.outFilePath, request.outFileMustBeNew)) {
             transfer.stop = Stop::kOpenFailed;
             return false;
         }
+        transfer.sink = &transfer.file;
     } else if (request.outBody != nullptr) {
         request.outBody->clear();
         request.outBody->reserve(65536);
@@ -142,8 +146,8 @@ size_t OnBody(char* data, size_t size, size_t count, void* context) {
         transfer.stop = Stop::kLimit;
         return 0;
     }
-    if (request.outFilePath) {
-        if (!transfer.file.Write(data, length)) {
+    if (transfer.sink != nullptr) {
+        if (!transfer.sink->Write(data, length)) {
             transfer.stop = Stop::kWriteFailed;
             return 0;
         }
@@ -381,7 +385,7 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& request, HttpRe
             result.info.declaredLength = length;
         }
     }
-    if (!request.outFilePath && request.outBody != nullptr) {
+    if (transfer.sink == nullptr && request.outBody != nullptr) {
         result.info.bodyBytesInMemory = request.outBody->size();
     }
     return true;

@@ -60,6 +60,7 @@ void SetRedirectPolicy(HINTERNET request, const HttpRequest& options) {
 
 struct Sink {
     OutputFile file;
+    OutputFile* out = nullptr;  // the caller's file or `file`
     std::string* body = nullptr;
     bool toFile = false;
 };
@@ -120,13 +121,17 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
     const bool lengthKnown = !lengthText.empty() && lengthEnd != nullptr && *lengthEnd == 0;
 
     Sink sink;
-    if (options.outFilePath) {
+    if (options.outFile != nullptr) {
+        sink.toFile = true;
+        sink.out = options.outFile;
+    } else if (options.outFilePath) {
         sink.toFile = true;
         if (!sink.file.Open(*options.outFilePath, options.outFileMustBeNew)) {
             errorText = FillPlaceholders(TrWide("error.temp_file_create_failed"),
                                          {PathToWide(*options.outFilePath)});
             return false;
         }
+        sink.out = &sink.file;
     } else if (options.outBody != nullptr) {
         sink.body = options.outBody;
         sink.body->clear();
@@ -161,7 +166,7 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
             return FailWithCode(errorText, "error.winhttp_read_data_failed");
         }
         if (sink.toFile) {
-            if (!sink.file.Write(buffer.data(), read)) {
+            if (!sink.out->Write(buffer.data(), read)) {
                 errorText = TrWide("error.file_write_failed");
                 return false;
             }

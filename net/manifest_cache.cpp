@@ -4,10 +4,10 @@
 #include <iterator>
 
 #include "app/fnv1a.h"
+#include "base/trim_whitespace.h"
 #include "i18n/placeholders.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
-#include "sync/trim_whitespace.h"
 
 namespace tavrin {
 namespace {

@@ -18,6 +18,8 @@ public:
     OutputFile& operator=(const OutputFile&) = delete;
 
     bool Open(const std::filesystem::path& path, bool mustBeNew);
+    // Takes over a handle opened elsewhere (a descriptor on Linux, a HANDLE on Windows).
+    void Adopt(std::intptr_t handle);
     bool Write(const char* data, std::size_t size);
     void Close();
     bool IsOpen() const;

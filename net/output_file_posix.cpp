@@ -20,6 +20,11 @@ bool OutputFile::Open(const std::filesystem::path& path, bool mustBeNew) {
     return descriptor >= 0;
 }
 
+void OutputFile::Adopt(std::intptr_t handle) {
+    Close();
+    handle_ = handle;
+}
+
 bool OutputFile::Write(const char* data, std::size_t size) {
     while (size > 0) {
         const ssize_t written = ::write(static_cast<int>(handle_), data, size);

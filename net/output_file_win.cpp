@@ -27,6 +27,11 @@ bool OutputFile::Open(const std::filesystem::path& path, bool mustBeNew) {
     return true;
 }
 
+void OutputFile::Adopt(std::intptr_t handle) {
+    Close();
+    handle_ = handle;
+}
+
 bool OutputFile::Write(const char* data, std::size_t size) {
     while (size > 0) {
         const DWORD chunk = size > 0x40000000 ? 0x40000000 : static_cast<DWORD>(size);

@@ -1,7 +1,7 @@
 #include "net/server_endpoint.h"
 
+#include "base/trim_whitespace.h"
 #include "i18n/translator.h"
-#include "sync/trim_whitespace.h"
 
 namespace tavrin {
 

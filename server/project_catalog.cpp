@@ -6,8 +6,8 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 
-#include "app/file_io.h"
 #include "app/fnv1a.h"
+#include "base/file_io.h"
 #include "i18n/utf8_conversion.h"
 #include "manifest/file_list_writer.h"
 #include "manifest/json_document.h"

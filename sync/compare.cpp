@@ -8,7 +8,7 @@
 #include "i18n/placeholders.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
-#include "sync/local_file.h"
+#include "sync/folder_handle.h"
 #include "sync/progress.h"
 #include "sync/sha256.h"
 
@@ -19,7 +19,7 @@ bool Cancelled(const std::atomic<bool>* cancelFlag) {
     return cancelFlag != nullptr && cancelFlag->load();
 }
 
-void CompareLoop(const std::vector<SyncWorkItem>& items, ComparisonState& state,
+void CompareLoop(const std::vector<SyncWorkItem>& items, TargetTree& tree, ComparisonState& state,
                  const std::atomic<bool>* cancelFlag, std::vector<SyncWorkItem>& downloads,
                  std::mutex& downloadsMutex, std::size_t threads) {
     std::vector<SyncWorkItem> mine;
@@ -35,7 +35,7 @@ void CompareLoop(const std::vector<SyncWorkItem>& items, ComparisonState& state,
         }
         const SyncWorkItem& item = items[index];
         std::wstring warning;
-        const bool download = NeedsDownload(item.record, item.localPath, cancelFlag, warning);
+        const bool download = NeedsDownload(item.record, tree, item.local, cancelFlag, warning);
         if (Cancelled(cancelFlag)) {
             state.stop = true;
             break;
@@ -62,33 +62,46 @@ void CompareLoop(const std::vector<SyncWorkItem>& items, ComparisonState& state,
 
 }  // namespace
 
-bool NeedsDownload(const FileListEntry& record, const std::wstring& localPath,
+bool NeedsDownload(const FileListEntry& record, TargetTree& tree, const TreeFile& file,
                    const std::atomic<bool>* cancelFlag, std::wstring& warning) {
-    std::uint64_t size = 0;
-    if (!ReadLocalFileSize(localPath, size)) {
+    // The folder stays open while its file is looked at: a swap of it for a link cannot
+    // redirect the reads or the time set below.
+    std::shared_ptr<const NativeHandle> folder;
+    if (tree.OpenFolder(file.folder, false, folder).outcome != FolderOutcome::kOpened) {
+        return true;
+    }
+    const EntryStatus status = ReadEntryStatus(*folder, file.leaf);
+    if (status.kind != PathKind::kFile) {
         return true;
     }
     if (Cancelled(cancelFlag)) {
         warning = TrWide("error.sync_cancelled");
         return true;
     }
-    if (size != record.size) {
+    if (status.size != record.size) {
         return true;
     }
     if (record.hash.empty()) {
-        SetLocalFileTime(localPath, record.mtime);
+        SetFileTimeAt(*folder, file.leaf, record.mtime);
         return false;
     }
     std::string digest;
     std::wstring error;
-    if (!Sha256File(localPath, digest, error)) {
-        warning = FillPlaceholders(TrWide("warning.hash_compare_not_possible"), {localPath});
+    NativeHandle opened;
+    std::uint32_t code = 0;
+    if (!OpenFileForReading(*folder, file.leaf, opened, code) ||
+        !Sha256OfOpenFile(opened, cancelFlag, digest, error)) {
+        warning = Cancelled(cancelFlag)
+                      ? TrWide("error.sync_cancelled")
+                      : FillPlaceholders(TrWide("warning.hash_compare_not_possible"),
+                                         {tree.LocalPath(file.folder, file.leaf)});
         return true;
     }
+    opened.Close();
     if (ToLowerAscii(record.hash) != digest) {
         return true;
     }
-    SetLocalFileTime(localPath, record.mtime);
+    SetFileTimeAt(*folder, file.leaf, record.mtime);
     return false;
 }
 
@@ -149,15 +162,15 @@ unsigned ComparisonThreadCount(std::size_t items) {
     return static_cast<unsigned>(std::min<std::size_t>(threads, items));
 }
 
-bool RunComparisonPool(const std::vector<SyncWorkItem>& items, ComparisonState& state,
-                       const std::atomic<bool>* cancelFlag, std::vector<SyncWorkItem>& downloads,
-                       std::mutex& downloadsMutex) {
+bool RunComparisonPool(const std::vector<SyncWorkItem>& items, TargetTree& tree,
+                       ComparisonState& state, const std::atomic<bool>* cancelFlag,
+                       std::vector<SyncWorkItem>& downloads, std::mutex& downloadsMutex) {
     const unsigned count = ComparisonThreadCount(items.size());
     std::vector<std::thread> threads;
     threads.reserve(count);
     for (unsigned i = 0; i < count; ++i) {
-        threads.emplace_back(CompareLoop, std::cref(items), std::ref(state), cancelFlag,
-                             std::ref(downloads), std::ref(downloadsMutex), count);
+        threads.emplace_back(CompareLoop, std::cref(items), std::ref(tree), std::ref(state),
+                             cancelFlag, std::ref(downloads), std::ref(downloadsMutex), count);
     }
     for (std::thread& thread : threads) {
         thread.join();

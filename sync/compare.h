@@ -14,8 +14,9 @@ namespace tavrin {
 // Whether a local file must be downloaded: missing or unreadable, of another size, or (when
 // the record has a digest) of another SHA-256. A file found equal gets the server's time.
 // The local modification time is never trusted: a digest is checked on every run.
-// `warning` receives a text for the log when the file could not be hashed.
-bool NeedsDownload(const FileListEntry& record, const std::wstring& localPath,
+// `warning` receives a text for the log when the file could not be hashed. The file is
+// looked at through its folder in the run's open game folder, never through a path.
+bool NeedsDownload(const FileListEntry& record, TargetTree& tree, const TreeFile& file,
                    const std::atomic<bool>* cancelFlag, std::wstring& warning);
 
 // The shared state of one project's comparison.
@@ -48,8 +49,8 @@ void ReportCompareProgress(ComparisonState& state, const std::wstring& currentNa
 unsigned ComparisonThreadCount(std::size_t items);
 
 // Compares every item on the pool; false when it stopped because of the cancel flag.
-bool RunComparisonPool(const std::vector<SyncWorkItem>& items, ComparisonState& state,
-                       const std::atomic<bool>* cancelFlag, std::vector<SyncWorkItem>& downloads,
-                       std::mutex& downloadsMutex);
+bool RunComparisonPool(const std::vector<SyncWorkItem>& items, TargetTree& tree,
+                       ComparisonState& state, const std::atomic<bool>* cancelFlag,
+                       std::vector<SyncWorkItem>& downloads, std::mutex& downloadsMutex);
 
 }  // namespace tavrin

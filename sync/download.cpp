@@ -11,7 +11,7 @@
 #include "net/http_request.h"
 #include "net/percent_encoding.h"
 #include "net/system_error.h"
-#include "sync/local_file.h"
+#include "sync/folder_handle.h"
 #include "sync/path_safety.h"
 #include "sync/progress.h"
 #include "sync/sha256.h"
@@ -183,17 +183,20 @@ bool SleepCancellable(const std::atomic<bool>* cancelFlag, int milliseconds) {
     }
 }
 
-bool VerifyDownload(const FileListEntry& record, const std::wstring& temporaryPath,
-                    std::wstring& errorText, int& failureCode) {
-    std::uint64_t size = 0;
-    if (!ReadLocalFileSize(temporaryPath, size)) {
+bool VerifyDownload(const FileListEntry& record, const NativeHandle& folder,
+                    std::string_view temporaryName, std::wstring_view temporaryPath,
+                    const std::atomic<bool>* cancelFlag, std::wstring& errorText,
+                    int& failureCode) {
+    const EntryStatus status = ReadEntryStatus(folder, temporaryName);
+    if (status.kind != PathKind::kFile) {
         failureCode = 1;
-        errorText = FillPlaceholders(TrWide("error.downloaded_file_unreadable"), {temporaryPath});
+        errorText = FillPlaceholders(TrWide("error.downloaded_file_unreadable"),
+                                     {std::wstring(temporaryPath)});
         return false;
     }
-    if (size != record.size) {
+    if (status.size != record.size) {
         failureCode = 2;
-        errorText = SizeMismatch(record, size);
+        errorText = SizeMismatch(record, status.size);
         return false;
     }
     if (record.hash.empty()) {
@@ -201,7 +204,12 @@ bool VerifyDownload(const FileListEntry& record, const std::wstring& temporaryPa
     }
     std::string digest;
     std::wstring hashError;
-    if (!Sha256File(temporaryPath, digest, hashError)) {
+    NativeHandle file;
+    std::uint32_t code = 0;
+    if (!OpenFileForReading(folder, temporaryName, file, code)) {
+        hashError = FormatSystemError("error.sha_file_open_failed", code);
+    }
+    if (!file.IsOpen() || !Sha256OfOpenFile(file, cancelFlag, digest, hashError)) {
         failureCode = 3;
         errorText = FillPlaceholders(TrWide("error.download_hash_calculation_failed"), {hashError});
         return false;
@@ -217,33 +225,47 @@ bool VerifyDownload(const FileListEntry& record, const std::wstring& temporaryPa
 }
 
 bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, HttpSession& session,
-                  std::set<std::wstring>& createdFolders, std::wstring& errorText,
-                  std::uint64_t& bytesWritten) {
+                  std::wstring& errorText, std::uint64_t& bytesWritten) {
     bytesWritten = 0;
-    const std::wstring& localPath = item.localPath;
-    const std::size_t lastSeparator = localPath.find_last_of(L"/\\");
-    const std::wstring parent = NormalizePath(
-        lastSeparator == std::wstring::npos ? std::wstring() : localPath.substr(0, lastSeparator));
-    if (!parent.empty() && createdFolders.insert(parent).second && !CreateFolders(parent)) {
-        errorText = FillPlaceholders(TrWide("error.target_folder_create_failed"), {localPath});
+    TargetTree& tree = *context.tree;
+    // The folder is held open until the file is in place: a swap of it, or of any folder
+    // above it, for a link cannot redirect the writes, the move or the time set.
+    std::shared_ptr<const NativeHandle> folderHandle;
+    const FolderOpenResult opened = tree.OpenFolder(item.local.folder, true, folderHandle);
+    if (opened.outcome == FolderOutcome::kLink) {
+        errorText = FillPlaceholders(TrWide("error.file_path_left_target_blocked"),
+                                     {Utf8ToWide(item.record.relativePath)});
         return false;
     }
-    const std::wstring temporary = localPath + std::wstring(kTemporaryFileSuffix);
+    if (opened.outcome != FolderOutcome::kOpened) {
+        errorText = FillPlaceholders(TrWide("error.target_folder_create_failed"),
+                                     {tree.LocalPath(item.local.folder, item.local.leaf)});
+        return false;
+    }
+    const NativeHandle& folder = *folderHandle;
+    const std::string temporary = item.local.leaf + WideToUtf8(kTemporaryFileSuffix);
+    const auto temporaryPath = [&] { return tree.LocalPath(item.local.folder, temporary); };
     const std::wstring requestPath = DownloadPath(item);
     std::wstring lastError;
     int attempt = 1;
     while (true) {
         if (Cancelled(context.cancelFlag)) {
-            DeleteLocalFile(temporary);
+            DeleteFileAt(folder, temporary);
             errorText = TrWide("error.sync_cancelled");
             return false;
         }
-        DeleteLocalFile(temporary);
+        DeleteFileAt(folder, temporary);
         const std::wstring password = PasswordOf(context.passwords, item.project);
+        OutputFile output;
+        NativeHandle created;
+        std::uint32_t createError = 0;  // the text names the file; the code adds nothing
+        const bool createdFile = CreateNewFile(folder, temporary, created, createError);
+        if (createdFile) {
+            output.Adopt(created.Release());
+        }
         HttpRequest request;
         request.endpointPath = requestPath;
-        request.outFilePath = WideToPath(temporary);
-        request.outFileMustBeNew = true;
+        request.outFile = &output;
         request.cancelFlag = context.cancelFlag;
         request.bodyLimit = item.record.size;
         if (!password.empty()) {
@@ -252,12 +274,18 @@ bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, Http
         HttpResult result;
         std::wstring requestError;
         bool retryNow = false;
-        const bool exchanged = ExecuteHttpRequest(session, request, result, requestError);
+        const bool exchanged =
+            createdFile && ExecuteHttpRequest(session, request, result, requestError);
+        output.Close();
+        if (!createdFile) {
+            requestError =
+                FillPlaceholders(TrWide("error.temp_file_create_failed"), {temporaryPath()});
+        }
         // An oversized error page was cut off too; its status still decides what happens.
         const bool answered =
             exchanged || (result.bodyLimitExceeded && result.status != 200 && result.status != 0);
         if (!answered) {
-            DeleteLocalFile(temporary);
+            DeleteFileAt(folder, temporary);
             if (Cancelled(context.cancelFlag)) {
                 errorText = TrWide("error.sync_cancelled");
                 return false;
@@ -270,7 +298,7 @@ bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, Http
                 return false;
             }
         } else if (result.status == 401) {
-            DeleteLocalFile(temporary);
+            DeleteFileAt(folder, temporary);
             if (ObtainPassword(context, item.project, password, errorText) ==
                 PasswordOutcome::kFail) {
                 return false;
@@ -279,22 +307,27 @@ bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, Http
         } else if (result.status == 200) {
             int failureCode = 0;
             std::uint32_t moveError = 0;
-            if (!VerifyDownload(item.record, temporary, lastError, failureCode)) {
-                DeleteLocalFile(temporary);
-            } else if (ReplaceFileAtomically(temporary, localPath, moveError)) {
+            if (!VerifyDownload(item.record, folder, temporary, temporaryPath(), context.cancelFlag,
+                                lastError, failureCode)) {
+                DeleteFileAt(folder, temporary);
+            } else if (ReplaceFileAt(folder, temporary, item.local.leaf, moveError)) {
                 bytesWritten = result.bytesRead;
-                SetLocalFileTime(localPath, item.record.mtime);
+                SetFileTimeAt(folder, item.local.leaf, item.record.mtime);
                 return true;
             } else {
-                DeleteLocalFile(temporary);
+                DeleteFileAt(folder, temporary);
                 lastError = FormatSystemError("error.atomic_replace_failed", moveError);
+            }
+            if (Cancelled(context.cancelFlag)) {
+                errorText = TrWide("error.sync_cancelled");
+                return false;
             }
             if (attempt >= kMostAttempts) {
                 errorText = lastError;
                 return false;
             }
         } else {
-            DeleteLocalFile(temporary);
+            DeleteFileAt(folder, temporary);
             lastError =
                 FillPlaceholders(TrWide("error.download_http_for_file"),
                                  {std::to_wstring(result.status),
@@ -332,7 +365,6 @@ void DownloadWorker(DownloadStage& stage, const std::vector<SyncWorkItem>& items
         return;
     }
     const auto total = static_cast<std::uint32_t>(items.size());
-    std::set<std::wstring> createdFolders;
     while (true) {
         if (Cancelled(context.cancelFlag)) {
             stage.Fail(TrWide("error.sync_cancelled"));
@@ -344,7 +376,7 @@ void DownloadWorker(DownloadStage& stage, const std::vector<SyncWorkItem>& items
         }
         std::wstring error;
         std::uint64_t bytes = 0;
-        if (!DownloadFile(items[index], context, session, createdFolders, error, bytes)) {
+        if (!DownloadFile(items[index], context, session, error, bytes)) {
             stage.Fail(error);
             return;
         }

@@ -8,11 +8,13 @@
 #include <mutex>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "net/file_list_fetch.h"
 #include "net/http_session.h"
 #include "sync/sync_work_item.h"
+#include "sync/target_tree.h"
 
 namespace tavrin {
 
@@ -28,6 +30,7 @@ struct PasswordTable {
 // What every worker of a stage needs from the run.
 struct DownloadContext {
     ServerEndpoint endpoint;
+    TargetTree* tree = nullptr;  // the run's open game folder
     std::wstring clientId;
     const std::atomic<bool>* cancelFlag = nullptr;
     PasswordTable* passwords = nullptr;
@@ -65,17 +68,19 @@ void DownloadWorker(DownloadStage& stage, const std::vector<SyncWorkItem>& items
 bool RunDownloadStage(const std::vector<SyncWorkItem>& items, const DownloadContext& context,
                       unsigned workers, DownloadStage& stage, std::wstring& errorText);
 
-// One file: into "<local path>.tavrin_tmp" (created new, never through a link), verified,
+// One file: into "<name>.tavrin_tmp" beside it (created new, never through a link), verified,
 // moved over the target in one step and given the server's time; up to three attempts. The
-// target itself is never deleted or truncated.
+// file's folder is made when missing and held open throughout, and every step names the file
+// relative to it. The target itself is never deleted or truncated.
 bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, HttpSession& session,
-                  std::set<std::wstring>& createdFolders, std::wstring& errorText,
-                  std::uint64_t& bytesWritten);
+                  std::wstring& errorText, std::uint64_t& bytesWritten);
 
-// Checks a downloaded file against its record. `failureCode`: 1 unreadable, 2 size, 3 hashing
-// failed, 4 digest differs.
-bool VerifyDownload(const FileListEntry& record, const std::wstring& temporaryPath,
-                    std::wstring& errorText, int& failureCode);
+// Checks a downloaded file, `temporaryName` in `folder`, against its record. `failureCode`:
+// 1 unreadable, 2 size, 3 hashing failed, 4 digest differs. `temporaryPath` names the file in
+// the texts.
+bool VerifyDownload(const FileListEntry& record, const NativeHandle& folder,
+                    std::string_view temporaryName, std::wstring_view temporaryPath,
+                    const std::atomic<bool>* cancelFlag, std::wstring& errorText, int& failureCode);
 
 // Sleeps in slices of at most 100 ms; false as soon as the cancel flag is raised.
 bool SleepCancellable(const std::atomic<bool>* cancelFlag, int milliseconds);

@@ -2,7 +2,8 @@
 
 #include <string>
 #include <string_view>
-#include <unordered_set>
+
+#include "sync/target_tree.h"
 
 namespace tavrin {
 
@@ -11,14 +12,18 @@ namespace tavrin {
 // through a link, or land an executable type is refused with a translated text.
 
 // Maps a server path (UTF-8, "/" or "\" separated) to a local path below `targetFolder`, or
-// refuses it. Nothing on disk is changed either way.
-// `verifiedFolders`, when given, remembers the existing folders already found to be plain
-// folders (no link, no reparse point) during one run, so that thousands of files in the same
-// folders do not check them again and again.
-using VerifiedFolders = std::unordered_set<std::wstring>;
+// refuses it. Nothing on disk is changed either way. Beyond traversal, absolute paths, links
+// and blocked types, a NUL anywhere, a reserved device name, the client's own temporary suffix
+// and a path or name longer than the file system holds are refused; the time taken is linear
+// in the path's length.
 bool ResolveServerPath(std::wstring_view targetFolder, std::string_view serverPath,
-                       std::wstring& localPath, std::wstring& errorText,
-                       VerifiedFolders* verifiedFolders = nullptr);
+                       std::wstring& localPath, std::wstring& errorText);
+
+// The run's form of the same rules, against the game folder it holds open: the file becomes
+// a folder of `tree` and a leaf name. Existing folders on the way are opened from their
+// parents without following links, and each is checked once per run.
+bool ResolveServerPathInTree(TargetTree& tree, std::string_view serverPath, TreeFile& file,
+                             std::wstring& errorText);
 
 // Whether a folder is an Assetto Corsa installation: a directory holding a regular file
 // "AssettoCorsa.exe" and a "content" folder, neither of them a link.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -32,5 +33,15 @@ bool IsReparsePoint(std::wstring_view path, bool& isReparsePoint, std::uint32_t&
 // Compares path texts as the platform compares names: without regard to case on Windows,
 // exactly on Linux.
 bool SamePathText(std::wstring_view a, std::wstring_view b);
+
+// What the platform's file system can hold, in its own units (UTF-8 bytes on Linux, UTF-16
+// units on Windows): a whole path, and one element of it.
+extern const std::size_t kMostPathUnits;
+extern const std::size_t kMostNameUnits;
+std::size_t NativeLength(std::wstring_view text);
+
+// A key under which two names the platform takes for the same file are equal: lower-cased on
+// Windows, the name itself on Linux.
+std::wstring PathCaseKey(std::wstring_view path);
 
 }  // namespace tavrin

@@ -10,6 +10,17 @@
 namespace tavrin {
 
 const wchar_t kPathSeparator = L'/';
+const std::size_t kMostPathUnits = 4095;  // PATH_MAX less its terminating NUL
+const std::size_t kMostNameUnits = 255;   // NAME_MAX
+
+std::size_t NativeLength(std::wstring_view text) {
+    std::size_t bytes = 0;
+    for (const wchar_t c : text) {
+        const auto code = static_cast<std::uint32_t>(c);
+        bytes += code < 0x80 ? 1 : code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
+    }
+    return bytes;
+}
 
 PathStatus ReadPathStatus(std::wstring_view path) {
     struct stat info {};
@@ -46,6 +57,10 @@ bool IsReparsePoint(std::wstring_view path, bool& isReparsePoint, std::uint32_t&
 
 bool SamePathText(std::wstring_view a, std::wstring_view b) {
     return a == b;
+}
+
+std::wstring PathCaseKey(std::wstring_view path) {
+    return std::wstring(path);
 }
 
 }  // namespace tavrin

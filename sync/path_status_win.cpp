@@ -7,6 +7,12 @@
 namespace tavrin {
 
 const wchar_t kPathSeparator = L'\\';
+const std::size_t kMostPathUnits = 32767;  // the longest path Windows takes at all
+const std::size_t kMostNameUnits = 255;    // NTFS's longest name
+
+std::size_t NativeLength(std::wstring_view text) {
+    return text.size();
+}
 
 PathStatus ReadPathStatus(std::wstring_view path) {
     const std::wstring text(path);
@@ -56,6 +62,12 @@ bool SamePathText(std::wstring_view a, std::wstring_view b) {
     return a.size() == b.size() &&
            CompareStringOrdinal(a.data(), static_cast<int>(a.size()), b.data(),
                                 static_cast<int>(b.size()), TRUE) == CSTR_EQUAL;
+}
+
+std::wstring PathCaseKey(std::wstring_view path) {
+    std::wstring key(path);
+    CharLowerBuffW(key.data(), static_cast<DWORD>(key.size()));
+    return key;
 }
 
 }  // namespace tavrin

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <string_view>
+
+#include "sync/folder_handle.h"
 
 namespace tavrin {
 
@@ -10,6 +13,11 @@ namespace tavrin {
 // nothing is set up again per file. False with a translated text when the file cannot be
 // read or the hashing fails.
 bool Sha256File(std::wstring_view path, std::string& hexDigest, std::wstring& errorText);
+
+// The same for a file the caller has opened. The cancel flag, when given, is read before
+// every block; a raised flag fails the hashing with "error.sync_cancelled".
+bool Sha256OfOpenFile(const NativeHandle& file, const std::atomic<bool>* cancelFlag,
+                      std::string& hexDigest, std::wstring& errorText);
 
 // Makes sure the calling thread's hashing state is ready.
 bool OpenSha256Provider(std::wstring& errorText);

@@ -37,16 +37,6 @@ HashingState& ThreadState() {
     return state;
 }
 
-// Closes the descriptor on every way out.
-struct Descriptor {
-    int value = -1;
-    ~Descriptor() {
-        if (value >= 0) {
-            ::close(value);
-        }
-    }
-};
-
 }  // namespace
 
 bool OpenSha256Provider(std::wstring& errorText) {
@@ -64,6 +54,17 @@ bool OpenSha256Provider(std::wstring& errorText) {
 }
 
 bool Sha256File(std::wstring_view path, std::string& hexDigest, std::wstring& errorText) {
+    const NativeHandle file(::open(WideToUtf8(path).c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file.IsOpen()) {
+        errorText =
+            FormatSystemError("error.sha_file_open_failed", static_cast<std::uint32_t>(errno));
+        return false;
+    }
+    return Sha256OfOpenFile(file, nullptr, hexDigest, errorText);
+}
+
+bool Sha256OfOpenFile(const NativeHandle& file, const std::atomic<bool>* cancelFlag,
+                      std::string& hexDigest, std::wstring& errorText) {
     if (!OpenSha256Provider(errorText)) {
         return false;
     }
@@ -72,16 +73,14 @@ bool Sha256File(std::wstring_view path, std::string& hexDigest, std::wstring& er
         errorText = TrWide("error.sha_create_hash_failed");
         return false;
     }
-    Descriptor file;
-    file.value = ::open(WideToUtf8(path).c_str(), O_RDONLY | O_CLOEXEC);
-    if (file.value < 0) {
-        errorText =
-            FormatSystemError("error.sha_file_open_failed", static_cast<std::uint32_t>(errno));
-        return false;
-    }
-    ::posix_fadvise(file.value, 0, 0, POSIX_FADV_SEQUENTIAL);
+    const int descriptor = static_cast<int>(file.Get());
+    ::posix_fadvise(descriptor, 0, 0, POSIX_FADV_SEQUENTIAL);
     while (true) {
-        const ssize_t count = ::read(file.value, state.buffer->bytes, kBufferSize);
+        if (cancelFlag != nullptr && cancelFlag->load()) {
+            errorText = TrWide("error.sync_cancelled");
+            return false;
+        }
+        const ssize_t count = ::read(descriptor, state.buffer->bytes, kBufferSize);
         if (count < 0) {
             if (errno == EINTR) {
                 continue;

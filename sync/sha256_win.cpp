@@ -53,15 +53,6 @@ struct HashHandle {
     }
 };
 
-struct FileHandle {
-    HANDLE handle = INVALID_HANDLE_VALUE;
-    ~FileHandle() {
-        if (handle != INVALID_HANDLE_VALUE) {
-            CloseHandle(handle);
-        }
-    }
-};
-
 }  // namespace
 
 bool OpenSha256Provider(std::wstring& errorText) {
@@ -92,6 +83,20 @@ bool OpenSha256Provider(std::wstring& errorText) {
 }
 
 bool Sha256File(std::wstring_view path, std::string& hexDigest, std::wstring& errorText) {
+    const NativeHandle file(reinterpret_cast<std::intptr_t>(
+        CreateFileW(std::wstring(path).c_str(), GENERIC_READ,
+                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                    FILE_ATTRIBUTE_NORMAL, nullptr)));
+    if (!file.IsOpen()) {
+        const DWORD code = GetLastError();
+        errorText = FormatSystemError("error.sha_file_open_failed", code);
+        return false;
+    }
+    return Sha256OfOpenFile(file, nullptr, hexDigest, errorText);
+}
+
+bool Sha256OfOpenFile(const NativeHandle& file, const std::atomic<bool>* cancelFlag,
+                      std::string& hexDigest, std::wstring& errorText) {
     if (!OpenSha256Provider(errorText)) {
         return false;
     }
@@ -104,18 +109,14 @@ bool Sha256File(std::wstring_view path, std::string& hexDigest, std::wstring& er
         errorText = TrWide("error.sha_create_hash_failed");
         return false;
     }
-    FileHandle file;
-    file.handle = CreateFileW(std::wstring(path).c_str(), GENERIC_READ,
-                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (file.handle == INVALID_HANDLE_VALUE) {
-        const DWORD code = GetLastError();
-        errorText = FormatSystemError("error.sha_file_open_failed", code);
-        return false;
-    }
+    const auto handle = reinterpret_cast<HANDLE>(file.Get());
     while (true) {
+        if (cancelFlag != nullptr && cancelFlag->load()) {
+            errorText = TrWide("error.sync_cancelled");
+            return false;
+        }
         DWORD read = 0;
-        if (!ReadFile(file.handle, state.buffer->bytes, kBufferSize, &read, nullptr)) {
+        if (!ReadFile(handle, state.buffer->bytes, kBufferSize, &read, nullptr)) {
             const DWORD code = GetLastError();
             errorText = FormatSystemError("error.sha_file_read_failed", code);
             return false;

@@ -1,7 +1,6 @@
 #include "sync/sync_run.h"
 
 #include <algorithm>
-#include <cwctype>
 #include <thread>
 #include <unordered_map>
 
@@ -25,36 +24,35 @@ bool FailCancelled(std::wstring& errorText) {
     return false;
 }
 
-// The key under which two paths count as the same file on this platform.
-std::wstring PathKey(const std::wstring& path) {
-    if (SamePathText(L"A", L"a")) {
-        std::wstring lower = path;
-        for (wchar_t& c : lower) {
-            c = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(c)));
-        }
-        return lower;
-    }
-    return path;
+// The key under which two work items are the same file on this platform: their folder (whose
+// index already follows the platform's name comparison) and their name.
+std::wstring PathKey(const SyncWorkItem& item) {
+    return std::to_wstring(item.local.folder) + L'/' + PathCaseKey(Utf8ToWide(item.local.leaf));
 }
 
-bool ResolveProject(const ServerSyncRequest& request, const std::string& project,
+bool ResolveProject(const ServerSyncRequest& request, TargetTree& tree, const std::string& project,
                     std::vector<FileListEntry>& entries, std::vector<SyncWorkItem>& items,
                     std::wstring& errorText) {
-    VerifiedFolders verifiedFolders;
+    const auto refuse = [&](const std::wstring& pathError) {
+        errorText = FillPlaceholders(TrWide("error.project_prefix_with_details"),
+                                     {Utf8ToWide(project), pathError});
+        return false;
+    };
     items.reserve(entries.size());
     for (FileListEntry& entry : entries) {
         if (Cancelled(request.cancelFlag)) {
             return FailCancelled(errorText);
         }
-        std::wstring localPath;
         std::wstring pathError;
-        if (!ResolveServerPath(request.targetFolder, entry.relativePath, localPath, pathError,
-                               &verifiedFolders)) {
-            errorText = FillPlaceholders(TrWide("error.project_prefix_with_details"),
-                                         {Utf8ToWide(project), pathError});
-            return false;
+        // The game folder is opened once, when the first path needs it, and held for the run.
+        if (!tree.IsOpen() && !tree.Open(request.targetFolder, pathError)) {
+            return refuse(pathError);
         }
-        items.push_back({project, std::move(entry), std::move(localPath)});
+        TreeFile local;
+        if (!ResolveServerPathInTree(tree, entry.relativePath, local, pathError)) {
+            return refuse(pathError);
+        }
+        items.push_back({project, std::move(entry), std::move(local)});
     }
     entries.clear();
     entries.shrink_to_fit();
@@ -67,7 +65,7 @@ bool ResolveProject(const ServerSyncRequest& request, const std::string& project
 void CollapseSamePaths(std::vector<SyncWorkItem>& items) {
     std::unordered_map<std::wstring, std::size_t> latest;
     for (std::size_t i = 0; i < items.size(); ++i) {
-        latest[PathKey(items[i].localPath)] = i;
+        latest[PathKey(items[i])] = i;
     }
     if (latest.size() == items.size()) {
         return;
@@ -75,7 +73,7 @@ void CollapseSamePaths(std::vector<SyncWorkItem>& items) {
     std::vector<SyncWorkItem> kept;
     kept.reserve(latest.size());
     for (std::size_t i = 0; i < items.size(); ++i) {
-        if (latest[PathKey(items[i].localPath)] == i) {
+        if (latest[PathKey(items[i])] == i) {
             kept.push_back(std::move(items[i]));
         }
     }
@@ -100,6 +98,8 @@ bool RunServerSync(const ServerSyncRequest& request, SyncRunResult& result,
     passwords.passwords = request.passwords;
     context.clientId = request.clientId;
     context.cancelFlag = request.cancelFlag;
+    TargetTree tree;
+    context.tree = &tree;
     context.passwords = &passwords;
     context.prompt = request.prompt;
 
@@ -124,11 +124,12 @@ bool RunServerSync(const ServerSyncRequest& request, SyncRunResult& result,
         result.filesListed += entries.size();
         ReportCompareProgress(comparison, Utf8ToWide(project), true);
         std::vector<SyncWorkItem> items;
-        if (!ResolveProject(request, project, entries, items, errorText)) {
+        if (!ResolveProject(request, tree, project, entries, items, errorText)) {
             return false;
         }
         comparison.ResetForProject(items.size());
-        if (!RunComparisonPool(items, comparison, request.cancelFlag, downloads, downloadsMutex)) {
+        if (!RunComparisonPool(items, tree, comparison, request.cancelFlag, downloads,
+                               downloadsMutex)) {
             return FailCancelled(errorText);
         }
         result.filesUpToDate += comparison.filesUpToDate.load();

@@ -11,7 +11,7 @@
 #include <regex>
 #include <set>
 
-#include "app/embedded_file.h"
+#include "base/embedded_file.h"
 #include "i18n/key_catalogue.h"
 #include "i18n/language_pack.h"
 

@@ -8,9 +8,9 @@
 #include "i18n/placeholders.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
-#include "sync/local_file.h"
 #include "sync/progress.h"
 #include "sync/sha256.h"
+#include "tests/support/file_time.h"
 #include "tests/support/sandbox.h"
 
 namespace tavrin {
@@ -23,27 +23,39 @@ constexpr const char* kEmptyDigest =
 
 class CompareTest : public ::testing::Test {
 protected:
-    std::wstring Write(const char* name, const std::string& bytes) {
+    void SetUp() override {
+        std::wstring error;
+        ASSERT_TRUE(tree_.Open(PathToWide(sandbox_.Root()), error)) << WideToUtf8(error);
+    }
+    std::wstring WritePath(const char* name, const std::string& bytes) {
         test::WriteFile(sandbox_ / name, bytes);
         return PathToWide(sandbox_ / name);
     }
-    static double Mtime(const std::wstring& path) {
+    // A file directly in the game folder, as the run resolves it.
+    TreeFile Write(const char* name, const std::string& bytes) {
+        WritePath(name, bytes);
+        return At(name);
+    }
+    static TreeFile At(const char* name) { return {TargetTree::kTop, name}; }
+    std::wstring PathOf(const TreeFile& file) const { return PathToWide(sandbox_ / file.leaf); }
+    double Mtime(const TreeFile& file) const {
         double seconds = 0;
-        EXPECT_TRUE(ReadLocalFileTime(path, seconds));
+        EXPECT_TRUE(test::ReadLocalFileTime(PathOf(file), seconds));
         return seconds;
     }
     test::Sandbox sandbox_;
+    TargetTree tree_;
 };
 
 TEST_F(CompareTest, sha256MatchesKnownDigests) {
     std::string digest;
     std::wstring error;
-    ASSERT_TRUE(Sha256File(Write("abc", "abc"), digest, error)) << WideToUtf8(error);
+    ASSERT_TRUE(Sha256File(WritePath("abc", "abc"), digest, error)) << WideToUtf8(error);
     EXPECT_EQ(digest, kAbcDigest);
-    ASSERT_TRUE(Sha256File(Write("empty", ""), digest, error));
+    ASSERT_TRUE(Sha256File(WritePath("empty", ""), digest, error));
     EXPECT_EQ(digest, kEmptyDigest);
     // Longer than one 64 KiB read: one million "a" has a published digest.
-    ASSERT_TRUE(Sha256File(Write("million", std::string(1000000, 'a')), digest, error));
+    ASSERT_TRUE(Sha256File(WritePath("million", std::string(1000000, 'a')), digest, error));
     EXPECT_EQ(digest, "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
 }
 
@@ -56,7 +68,7 @@ TEST_F(CompareTest, sha256OfAMissingFileSaysWhy) {
 }
 
 TEST_F(CompareTest, eachThreadHashesWithItsOwnState) {
-    const std::wstring path = Write("abc", "abc");
+    const std::wstring path = WritePath("abc", "abc");
     std::vector<std::thread> threads;
     std::atomic<int> right{0};
     for (int i = 0; i < 4; ++i) {
@@ -78,27 +90,27 @@ TEST_F(CompareTest, eachThreadHashesWithItsOwnState) {
 
 TEST_F(CompareTest, missingFileIsDownloaded) {
     std::wstring warning;
-    EXPECT_TRUE(NeedsDownload({"a", 3, 0, ""}, PathToWide(sandbox_ / "missing"), nullptr, warning));
+    EXPECT_TRUE(NeedsDownload({"a", 3, 0, ""}, tree_, At("missing"), nullptr, warning));
     EXPECT_TRUE(warning.empty());
 }
 
 TEST_F(CompareTest, otherSizeIsDownloaded) {
     std::wstring warning;
-    EXPECT_TRUE(NeedsDownload({"a", 4, 0, kAbcDigest}, Write("a", "abc"), nullptr, warning));
+    EXPECT_TRUE(NeedsDownload({"a", 4, 0, kAbcDigest}, tree_, Write("a", "abc"), nullptr, warning));
 }
 
 TEST_F(CompareTest, rightSizeWithoutDigestIsUpToDateAndGetsTheServersTime) {
-    const std::wstring path = Write("a", "xyz");
+    const TreeFile path = Write("a", "xyz");
     std::wstring warning;
-    EXPECT_FALSE(NeedsDownload({"a", 3, 1500000000.25, ""}, path, nullptr, warning));
+    EXPECT_FALSE(NeedsDownload({"a", 3, 1500000000.25, ""}, tree_, path, nullptr, warning));
     EXPECT_NEAR(Mtime(path), 1500000000.25, 1e-6);
 }
 
 TEST_F(CompareTest, rightDigestWithAnotherTimeIsUpToDateAndTheTimeIsCorrected) {
-    const std::wstring path = Write("a", "abc");
-    SetLocalFileTime(path, 1000);
+    const TreeFile path = Write("a", "abc");
+    test::SetLocalFileTime(PathOf(path), 1000);
     std::wstring warning;
-    EXPECT_FALSE(NeedsDownload({"a", 3, 1600000000.5, kAbcDigest}, path, nullptr, warning));
+    EXPECT_FALSE(NeedsDownload({"a", 3, 1600000000.5, kAbcDigest}, tree_, path, nullptr, warning));
     EXPECT_NEAR(Mtime(path), 1600000000.5, 1e-6);
 }
 
@@ -108,28 +120,28 @@ TEST_F(CompareTest, upperCaseDigestsCompareEqual) {
         c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     }
     std::wstring warning;
-    EXPECT_FALSE(NeedsDownload({"a", 3, 0, upper}, Write("a", "abc"), nullptr, warning));
+    EXPECT_FALSE(NeedsDownload({"a", 3, 0, upper}, tree_, Write("a", "abc"), nullptr, warning));
 }
 
 TEST_F(CompareTest, sameSizeOtherDigestIsDownloadedAndTheFileLeftAlone) {
-    const std::wstring path = Write("a", "abd");
-    SetLocalFileTime(path, 1000);
+    const TreeFile path = Write("a", "abd");
+    test::SetLocalFileTime(PathOf(path), 1000);
     std::wstring warning;
-    EXPECT_TRUE(NeedsDownload({"a", 3, 5000, kAbcDigest}, path, nullptr, warning));
+    EXPECT_TRUE(NeedsDownload({"a", 3, 5000, kAbcDigest}, tree_, path, nullptr, warning));
     EXPECT_EQ(test::ReadFile(sandbox_ / "a"), "abd");
     EXPECT_NEAR(Mtime(path), 1000, 1e-6);
 }
 
 TEST_F(CompareTest, serverTimeBelowZeroBecomes1970) {
-    const std::wstring path = Write("a", "abc");
-    SetLocalFileTime(path, -50);
+    const TreeFile path = Write("a", "abc");
+    test::SetLocalFileTime(PathOf(path), -50);
     EXPECT_NEAR(Mtime(path), 0.0, 1e-6);
 }
 
 TEST_F(CompareTest, cancelFlagIsReportedAsTheWarning) {
     std::atomic<bool> cancel{true};
     std::wstring warning;
-    EXPECT_TRUE(NeedsDownload({"a", 3, 0, kAbcDigest}, Write("a", "abc"), &cancel, warning));
+    EXPECT_TRUE(NeedsDownload({"a", 3, 0, kAbcDigest}, tree_, Write("a", "abc"), &cancel, warning));
     EXPECT_EQ(warning, TrWide("error.sync_cancelled"));
 }
 
@@ -145,7 +157,7 @@ TEST_F(CompareTest, poolSortsFilesIntoUpToDateAndToDownload) {
     std::vector<SyncWorkItem> items;
     items.push_back({"p", {"same", 3, 0, kAbcDigest}, Write("same", "abc")});
     items.push_back({"p", {"changed", 3, 0, kAbcDigest}, Write("changed", "abd")});
-    items.push_back({"p", {"missing", 10, 0, ""}, PathToWide(sandbox_ / "missing")});
+    items.push_back({"p", {"missing", 10, 0, ""}, At("missing")});
     ComparisonState state;
     state.ResetForProject(items.size());
     std::vector<SyncWorkItem> downloads;
@@ -156,7 +168,7 @@ TEST_F(CompareTest, poolSortsFilesIntoUpToDateAndToDownload) {
         std::lock_guard lock(reportsMutex);
         reports.push_back(message);
     });
-    ASSERT_TRUE(RunComparisonPool(items, state, nullptr, downloads, mutex));
+    ASSERT_TRUE(RunComparisonPool(items, tree_, state, nullptr, downloads, mutex));
     InstallProgressSinks(nullptr, nullptr);
     EXPECT_EQ(state.filesUpToDate.load(), 1U);
     EXPECT_EQ(state.filesToDownload.load(), 2U);
@@ -180,7 +192,7 @@ TEST_F(CompareTest, oneFileProjectAlwaysReportsItsComparison) {
                          [&](const ProgressMessage& message) { reports.push_back(message); });
     std::vector<SyncWorkItem> downloads;
     std::mutex mutex;
-    ASSERT_TRUE(RunComparisonPool(items, state, nullptr, downloads, mutex));
+    ASSERT_TRUE(RunComparisonPool(items, tree_, state, nullptr, downloads, mutex));
     InstallProgressSinks(nullptr, nullptr);
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_EQ(reports[0].done, 1U);
@@ -204,12 +216,12 @@ TEST(CompareProgressTest, projectionExtrapolatesFromWhatWasSeen) {
     EXPECT_EQ(reports[0].expectedBytes, 200U + 300U);  // 200 + round(400/4 * 2/4 * 6)
 }
 
-TEST(ComparisonPoolTest, emptyListStartsNoThreadAndSucceeds) {
+TEST_F(CompareTest, emptyListStartsNoThreadAndSucceeds) {
     ComparisonState state;
     state.ResetForProject(0);
     std::vector<SyncWorkItem> downloads;
     std::mutex mutex;
-    EXPECT_TRUE(RunComparisonPool({}, state, nullptr, downloads, mutex));
+    EXPECT_TRUE(RunComparisonPool({}, tree_, state, nullptr, downloads, mutex));
     EXPECT_TRUE(downloads.empty());
 }
 
@@ -220,7 +232,7 @@ TEST_F(CompareTest, cancelledPoolStopsAndCountsNothing) {
     state.ResetForProject(1);
     std::vector<SyncWorkItem> downloads;
     std::mutex mutex;
-    EXPECT_FALSE(RunComparisonPool(items, state, &cancel, downloads, mutex));
+    EXPECT_FALSE(RunComparisonPool(items, tree_, state, &cancel, downloads, mutex));
     EXPECT_EQ(state.filesCompared.load(), 0U);
 }
 

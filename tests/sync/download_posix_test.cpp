@@ -26,12 +26,14 @@ TEST(DownloadLinkTest, linkAtTheTemporaryPathIsNeverWrittenThrough) {
     session.endpoint = context.endpoint;
     std::wstring error;
     ASSERT_TRUE(OpenHttpSession(session, error, kDownloadTimeouts));
+    TargetTree tree;
+    ASSERT_TRUE(tree.Open(PathToWide(sandbox / "game"), error));
+    context.tree = &tree;
     SyncWorkItem item{"p",
                       {"a.txt", 12, 1600000000.0, test::ContentServer::Sha256Hex("server bytes")},
-                      PathToWide(sandbox / "game" / "a.txt")};
-    std::set<std::wstring> folders;
+                      {TargetTree::kTop, "a.txt"}};
     std::uint64_t bytes = 0;
-    EXPECT_TRUE(DownloadFile(item, context, session, folders, error, bytes)) << WideToUtf8(error);
+    EXPECT_TRUE(DownloadFile(item, context, session, error, bytes)) << WideToUtf8(error);
     EXPECT_EQ(test::ReadFile(sandbox / "outside.txt"), "precious");
     EXPECT_EQ(test::ReadFile(sandbox / "game" / "a.txt"), "server bytes");
     EXPECT_FALSE(std::filesystem::is_symlink(sandbox / "game" / "a.txt"));

@@ -8,9 +8,10 @@
 #include "i18n/placeholders.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
-#include "sync/local_file.h"
+#include "sync/path_safety.h"
 #include "sync/path_status.h"
 #include "tests/support/content_server.h"
+#include "tests/support/file_time.h"
 #include "tests/support/http_fixture.h"
 
 namespace tavrin {
@@ -69,7 +70,11 @@ protected:
         context_.endpoint = {kSchemeHttp, L"127.0.0.1", content_.Http().Port(), L""};
         context_.passwords = &passwords_;
         context_.cancelFlag = &cancel_;
+        context_.tree = &tree_;
         session_ = OpenSession(content_.Url());
+        std::filesystem::create_directories(sandbox_ / "game");
+        std::wstring error;
+        ASSERT_TRUE(tree_.Open(PathToWide(sandbox_ / "game"), error)) << WideToUtf8(error);
     }
     SyncWorkItem Item(const std::string& project, const std::string& path,
                       const std::string& bytes) {
@@ -77,16 +82,20 @@ protected:
         SyncWorkItem item;
         item.project = project;
         item.record = {path, bytes.size(), 1600000000.0, test::ContentServer::Sha256Hex(bytes)};
-        item.localPath = PathToWide(sandbox_ / "game" / test::Utf8Path(path));
+        std::wstring error;
+        EXPECT_TRUE(ResolveServerPathInTree(tree_, path, item.local, error)) << WideToUtf8(error);
         return item;
     }
     bool Download(const SyncWorkItem& item) {
         std::uint64_t bytes = 0;
-        return DownloadFile(item, context_, session_, folders_, error_, bytes);
+        return DownloadFile(item, context_, session_, error_, bytes);
     }
     bool TemporaryLeft(const SyncWorkItem& item) const {
-        return ReadPathStatus(item.localPath + std::wstring(kTemporaryFileSuffix)).kind !=
+        return ReadPathStatus(LocalPath(item) + std::wstring(kTemporaryFileSuffix)).kind !=
                PathKind::kAbsent;
+    }
+    std::wstring LocalPath(const SyncWorkItem& item) const {
+        return tree_.LocalPath(item.local.folder, item.local.leaf);
     }
 
     test::ContentServer content_;
@@ -94,16 +103,16 @@ protected:
     PasswordTable passwords_;
     std::atomic<bool> cancel_{false};
     HttpSession session_;
-    std::set<std::wstring> folders_;
+    TargetTree tree_;
     std::wstring error_;
 };
 
 TEST_F(DownloadTest, fileIsVerifiedMovedIntoPlaceAndGetsTheServersTime) {
     const SyncWorkItem item = Item("My Pack", "content/cars/my car/data.acd", "car data");
     ASSERT_TRUE(Download(item)) << WideToUtf8(error_);
-    EXPECT_EQ(test::ReadFile(WideToPath(item.localPath)), "car data");
+    EXPECT_EQ(test::ReadFile(WideToPath(LocalPath(item))), "car data");
     double mtime = 0;
-    ASSERT_TRUE(ReadLocalFileTime(item.localPath, mtime));
+    ASSERT_TRUE(test::ReadLocalFileTime(LocalPath(item), mtime));
     EXPECT_NEAR(mtime, 1600000000.0, 1e-6);
     EXPECT_FALSE(TemporaryLeft(item));
     const auto requests = content_.Http().Requests();
@@ -140,22 +149,22 @@ TEST_F(DownloadTest, bodyOneByteShortIsRetriedThenReportedAsSizeMismatch) {
     shortReply.contentLength = 6;
     shortReply.closeConnection = true;
     content_.ScriptDownload("p", "a.txt", {shortReply});
-    test::WriteFile(WideToPath(item.localPath), "old");
+    test::WriteFile(WideToPath(LocalPath(item)), "old");
     EXPECT_FALSE(Download(item));
     EXPECT_EQ(error_,
               FillPlaceholders(TrWide("error.download_size_mismatch"), {L"a.txt", L"6", L"5"}));
     EXPECT_EQ(content_.DownloadRequestsFor("p", "a.txt"), 3);
-    EXPECT_EQ(test::ReadFile(WideToPath(item.localPath)), "old");  // the old file stays
+    EXPECT_EQ(test::ReadFile(WideToPath(LocalPath(item))), "old");  // the old file stays
     EXPECT_FALSE(TemporaryLeft(item));
 }
 
 TEST_F(DownloadTest, wrongContentIsAHashMismatchAndTheOldFileStays) {
     const SyncWorkItem item = Item("p", "a.txt", "abc");
     content_.ScriptDownload("p", "a.txt", {ScriptedReply::Status(200, "xyz")});
-    test::WriteFile(WideToPath(item.localPath), "old");
+    test::WriteFile(WideToPath(LocalPath(item)), "old");
     EXPECT_FALSE(Download(item));
     EXPECT_EQ(error_, FillPlaceholders(TrWide("error.download_hash_mismatch"), {L"a.txt"}));
-    EXPECT_EQ(test::ReadFile(WideToPath(item.localPath)), "old");
+    EXPECT_EQ(test::ReadFile(WideToPath(LocalPath(item))), "old");
     EXPECT_FALSE(TemporaryLeft(item));
 }
 
@@ -178,7 +187,7 @@ TEST_F(DownloadTest, endlessBodyIsCutOffAndNeverFillsTheDisk) {
     EXPECT_EQ(error_, FillPlaceholders(TrWide("error.download_size_mismatch"),
                                        {L"big.bin", L"1000", L"1001"}));
     EXPECT_FALSE(TemporaryLeft(item));
-    EXPECT_EQ(ReadPathStatus(item.localPath).kind, PathKind::kAbsent);
+    EXPECT_EQ(ReadPathStatus(LocalPath(item)).kind, PathKind::kAbsent);
 }
 
 TEST_F(DownloadTest, cancelDuringARetryWaitEndsTheFileQuickly) {
@@ -206,9 +215,9 @@ TEST_F(DownloadTest, cancelledBeforeTheStartDownloadsNothing) {
 
 TEST_F(DownloadTest, staleTemporaryFileIsReplaced) {
     const SyncWorkItem item = Item("p", "a.txt", "abc");
-    test::WriteFile(WideToPath(item.localPath + std::wstring(kTemporaryFileSuffix)), "stale");
+    test::WriteFile(WideToPath(LocalPath(item) + std::wstring(kTemporaryFileSuffix)), "stale");
     ASSERT_TRUE(Download(item)) << WideToUtf8(error_);
-    EXPECT_EQ(test::ReadFile(WideToPath(item.localPath)), "abc");
+    EXPECT_EQ(test::ReadFile(WideToPath(LocalPath(item))), "abc");
     EXPECT_FALSE(TemporaryLeft(item));
 }
 
@@ -282,20 +291,24 @@ TEST_F(DownloadTest, firstFailureStopsTheStage) {
 }
 
 TEST_F(DownloadTest, verificationCodesTellWhatFailed) {
-    const std::wstring path = PathToWide(sandbox_ / "check.bin");
+    const std::wstring path = PathToWide(sandbox_ / "game" / "check.bin");
+    std::shared_ptr<const NativeHandle> folder;
+    ASSERT_EQ(tree_.OpenFolder(TargetTree::kTop, false, folder).outcome, FolderOutcome::kOpened);
+    const auto verify = [&](const FileListEntry& record, std::wstring& error, int& code) {
+        return VerifyDownload(record, *folder, "check.bin", path, nullptr, error, code);
+    };
     std::wstring error;
     int code = 0;
-    EXPECT_FALSE(VerifyDownload({"x", 3, 0, ""}, path, error, code));
+    EXPECT_FALSE(verify({"x", 3, 0, ""}, error, code));
     EXPECT_EQ(code, 1);
     EXPECT_EQ(error, FillPlaceholders(TrWide("error.downloaded_file_unreadable"), {path}));
-    test::WriteFile(sandbox_ / "check.bin", "abcd");
-    EXPECT_FALSE(VerifyDownload({"x", 3, 0, ""}, path, error, code));
+    test::WriteFile(sandbox_ / "game" / "check.bin", "abcd");
+    EXPECT_FALSE(verify({"x", 3, 0, ""}, error, code));
     EXPECT_EQ(code, 2);
-    EXPECT_TRUE(VerifyDownload({"x", 4, 0, ""}, path, error, code));
-    EXPECT_FALSE(VerifyDownload({"x", 4, 0, std::string(64, '0')}, path, error, code));
+    EXPECT_TRUE(verify({"x", 4, 0, ""}, error, code));
+    EXPECT_FALSE(verify({"x", 4, 0, std::string(64, '0')}, error, code));
     EXPECT_EQ(code, 4);
-    EXPECT_TRUE(
-        VerifyDownload({"x", 4, 0, test::ContentServer::Sha256Hex("abcd")}, path, error, code));
+    EXPECT_TRUE(verify({"x", 4, 0, test::ContentServer::Sha256Hex("abcd")}, error, code));
 }
 
 }  // namespace

@@ -44,10 +44,13 @@ TEST(DownloadShareTest, targetOpenWithoutSharingRefusesTheMoveAndTheOldFileStays
     session.endpoint = context.endpoint;
     std::wstring error;
     ASSERT_TRUE(OpenHttpSession(session, error, kDownloadTimeouts));
-    SyncWorkItem item{"p", {"a.txt", 3, 0, test::ContentServer::Sha256Hex("new")}, local};
-    std::set<std::wstring> folders;
+    TargetTree tree;
+    ASSERT_TRUE(tree.Open(PathToWide(sandbox.Root()), error));
+    context.tree = &tree;
+    SyncWorkItem item{
+        "p", {"a.txt", 3, 0, test::ContentServer::Sha256Hex("new")}, {TargetTree::kTop, "a.txt"}};
     std::uint64_t bytes = 0;
-    EXPECT_FALSE(DownloadFile(item, context, session, folders, error, bytes));
+    EXPECT_FALSE(DownloadFile(item, context, session, error, bytes));
     EXPECT_EQ(error.rfind(TrWide("error.atomic_replace_failed") + L" (", 0), 0U)
         << WideToUtf8(error);
     EXPECT_EQ(content.DownloadRequestsFor("p", "a.txt"), 3);
@@ -64,9 +67,11 @@ TEST(CompareShareTest, fileLockedForReadingIsDownloadedAgainWithAWarning) {
     const std::wstring local = PathToWide(sandbox / "a.txt");
     HeldOpen held(local);
     ASSERT_NE(held.handle, INVALID_HANDLE_VALUE);
+    TargetTree tree;
     std::wstring warning;
-    EXPECT_TRUE(NeedsDownload({"a.txt", 3, 0, test::ContentServer::Sha256Hex("abc")}, local,
-                              nullptr, warning));
+    ASSERT_TRUE(tree.Open(PathToWide(sandbox.Root()), warning));
+    EXPECT_TRUE(NeedsDownload({"a.txt", 3, 0, test::ContentServer::Sha256Hex("abc")}, tree,
+                              {TargetTree::kTop, "a.txt"}, nullptr, warning));
     EXPECT_EQ(warning, FillPlaceholders(TrWide("warning.hash_compare_not_possible"), {local}));
 }
 

@@ -166,21 +166,38 @@ TEST_F(PathSafetyTest, contentThatIsAFileIsNoGameFolder) {
 namespace tavrin {
 namespace {
 
-TEST(VerifiedFoldersTest, checkedFoldersAreRememberedAndGiveTheSameResult) {
+TEST(TreeResolutionTest, foldersAreOpenedOnceAndFilesLandWhereThePathFormSays) {
     test::Sandbox sandbox;
     std::filesystem::create_directories(sandbox / "game" / "content" / "cars");
     const std::wstring target = PathToWide(sandbox / "game");
-    VerifiedFolders verified;
-    std::wstring first;
-    std::wstring second;
-    std::wstring plain;
+    TargetTree tree;
     std::wstring error;
-    ASSERT_TRUE(ResolveServerPath(target, "content/cars/a.kn5", first, error, &verified));
-    ASSERT_TRUE(ResolveServerPath(target, "content/cars/b.kn5", second, error, &verified));
+    ASSERT_TRUE(tree.Open(target, error)) << WideToUtf8(error);
+    TreeFile first;
+    TreeFile second;
+    ASSERT_TRUE(ResolveServerPathInTree(tree, "content/cars/a.kn5", first, error));
+    ASSERT_TRUE(ResolveServerPathInTree(tree, "content\\cars//b.kn5", second, error));
+    EXPECT_EQ(first.folder, second.folder);
+    EXPECT_EQ(first.leaf, "a.kn5");
+    EXPECT_EQ(second.leaf, "b.kn5");
+    EXPECT_EQ(tree.FolderCount(), 3U);      // the game folder, content, content/cars
+    EXPECT_EQ(tree.OpenFolderCount(), 2U);  // each opened once, below the game folder
+    std::wstring plain;
     ASSERT_TRUE(ResolveServerPath(target, "content/cars/b.kn5", plain, error));
-    EXPECT_EQ(second, plain);
-    EXPECT_EQ(verified.size(), 3U);  // the target, content, content/cars; files always checked
-    EXPECT_EQ(verified.count(target + kPathSeparator + L"content"), 1U);
+    EXPECT_EQ(tree.LocalPath(second.folder, second.leaf), plain);
+}
+
+TEST(TreeResolutionTest, missingFoldersAreRegisteredButNotOpened) {
+    test::Sandbox sandbox;
+    std::filesystem::create_directories(sandbox / "game");
+    TargetTree tree;
+    std::wstring error;
+    ASSERT_TRUE(tree.Open(PathToWide(sandbox / "game"), error));
+    TreeFile file;
+    ASSERT_TRUE(ResolveServerPathInTree(tree, "new/deeper/x.ini", file, error));
+    EXPECT_EQ(tree.FolderCount(), 3U);
+    EXPECT_EQ(tree.OpenFolderCount(), 0U);
+    EXPECT_FALSE(std::filesystem::exists(sandbox / "game" / "new"));  // nothing made yet
 }
 
 }  // namespace

@@ -7,9 +7,9 @@
 #include "i18n/placeholders.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
-#include "sync/local_file.h"
 #include "sync/progress.h"
 #include "tests/support/content_server.h"
+#include "tests/support/file_time.h"
 #include "tests/support/http_fixture.h"
 
 namespace tavrin {
@@ -89,11 +89,11 @@ TEST_F(SyncRunTest, missingAndChangedFilesArriveWithTheServersTimes) {
     EXPECT_EQ(result_.filesDownloaded, 2U);
     EXPECT_EQ(result_.bytesDownloaded, 10U);
     double mtime = 0;
-    ASSERT_TRUE(ReadLocalFileTime(
+    ASSERT_TRUE(test::ReadLocalFileTime(
         PathToWide(sandbox_ / "game" / "content" / "cars" / "a" / "data.acd"), mtime));
     EXPECT_NEAR(mtime, 1600000000.25, 1e-6);
-    ASSERT_TRUE(
-        ReadLocalFileTime(PathToWide(sandbox_ / "game" / "content" / "cars" / "same.txt"), mtime));
+    ASSERT_TRUE(test::ReadLocalFileTime(
+        PathToWide(sandbox_ / "game" / "content" / "cars" / "same.txt"), mtime));
     EXPECT_NEAR(mtime, 1600000002.0, 1e-6);
     EXPECT_EQ(content_.DownloadRequests(), 2);
     EXPECT_EQ(TemporaryFilesLeft(), 0U);
@@ -195,13 +195,15 @@ TEST_F(SyncRunTest, secondRunIsAnsweredFromTheCacheAndFindsEverythingInStep) {
 }
 
 TEST(CollapseTest, laterRecordWinsForOneLocalPath) {
-    std::vector<SyncWorkItem> items{{"a", {"x", 1, 0, "1"}, L"p1"},
-                                    {"a", {"y", 2, 0, "2"}, L"p2"},
-                                    {"b", {"x", 3, 0, "3"}, L"p1"}};
+    std::vector<SyncWorkItem> items{{"a", {"x", 1, 0, "1"}, {1, "p1"}},
+                                    {"a", {"y", 2, 0, "2"}, {1, "p2"}},
+                                    {"b", {"x", 3, 0, "3"}, {1, "p1"}},
+                                    {"b", {"z", 4, 0, "4"}, {2, "p1"}}};
     CollapseSamePaths(items);
-    ASSERT_EQ(items.size(), 2U);
-    EXPECT_EQ(items[0].localPath, L"p2");
+    ASSERT_EQ(items.size(), 3U);
+    EXPECT_EQ(items[0].local.leaf, "p2");
     EXPECT_EQ(items[1].record.size, 3U);
+    EXPECT_EQ(items[2].record.size, 4U);  // the same name in another folder is another file
 }
 
 }  // namespace

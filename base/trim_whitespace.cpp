@@ -1,4 +1,4 @@
-#include "sync/trim_whitespace.h"
+#include "base/trim_whitespace.h"
 
 namespace tavrin {
 namespace {

@@ -1,27 +1,16 @@
-// Windows side of the engine's file operations: attributes, SetFileTime, DeleteFileW and
-// MoveFileExW.
+// Test helpers for file times by path (SetFileTime and GetFileAttributesExW).
 #include <windows.h>
 
 #include <cmath>
 #include <filesystem>
 
 #include "i18n/utf8_conversion.h"
-#include "sync/local_file.h"
+#include "tests/support/file_time.h"
 
-namespace tavrin {
+namespace tavrin::test {
 namespace {
 constexpr std::uint64_t kUnixEpochIn100ns = 116444736000000000ULL;
 }  // namespace
-
-bool ReadLocalFileSize(std::wstring_view path, std::uint64_t& size) {
-    WIN32_FILE_ATTRIBUTE_DATA data{};
-    if (!GetFileAttributesExW(std::wstring(path).c_str(), GetFileExInfoStandard, &data) ||
-        (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
-        return false;
-    }
-    size = (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
-    return true;
-}
 
 void SetLocalFileTime(std::wstring_view path, double serverTime) {
     const HANDLE file = CreateFileW(std::wstring(path).c_str(), FILE_WRITE_ATTRIBUTES,
@@ -52,24 +41,4 @@ bool ReadLocalFileTime(std::wstring_view path, double& seconds) {
     return true;
 }
 
-void DeleteLocalFile(std::wstring_view path) {
-    DeleteFileW(std::wstring(path).c_str());
-}
-
-bool ReplaceFileAtomically(std::wstring_view from, std::wstring_view to, std::uint32_t& errorCode) {
-    if (!MoveFileExW(std::wstring(from).c_str(), std::wstring(to).c_str(),
-                     MOVEFILE_REPLACE_EXISTING)) {
-        errorCode = GetLastError();
-        return false;
-    }
-    return true;
-}
-
-bool CreateFolders(std::wstring_view path) {
-    std::error_code ec;
-    const std::filesystem::path folder{std::wstring(path)};
-    std::filesystem::create_directories(folder, ec);
-    return std::filesystem::is_directory(folder, ec);
-}
-
-}  // namespace tavrin
+}  // namespace tavrin::test

@@ -1,4 +1,4 @@
-// Linux side of the engine's file operations: stat, utimensat, unlink, rename.
+// Test helpers for file times by path (utimensat and lstat).
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,19 +8,9 @@
 #include <filesystem>
 
 #include "i18n/utf8_conversion.h"
-#include "sync/local_file.h"
+#include "tests/support/file_time.h"
 
-namespace tavrin {
-
-bool ReadLocalFileSize(std::wstring_view path, std::uint64_t& size) {
-    struct stat info {};
-    if (::stat(WideToUtf8(path).c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
-        return false;
-    }
-    size = static_cast<std::uint64_t>(info.st_size);
-    return true;
-}
-
+namespace tavrin::test {
 void SetLocalFileTime(std::wstring_view path, double serverTime) {
     const double seconds = serverTime > 0.0 ? serverTime : 0.0;
     const double whole = std::floor(seconds);
@@ -45,23 +35,4 @@ bool ReadLocalFileTime(std::wstring_view path, double& seconds) {
     return true;
 }
 
-void DeleteLocalFile(std::wstring_view path) {
-    ::unlink(WideToUtf8(path).c_str());
-}
-
-bool ReplaceFileAtomically(std::wstring_view from, std::wstring_view to, std::uint32_t& errorCode) {
-    if (::rename(WideToUtf8(from).c_str(), WideToUtf8(to).c_str()) != 0) {
-        errorCode = static_cast<std::uint32_t>(errno);
-        return false;
-    }
-    return true;
-}
-
-bool CreateFolders(std::wstring_view path) {
-    std::error_code ec;
-    const std::filesystem::path folder = WideToPath(path);
-    std::filesystem::create_directories(folder, ec);
-    return std::filesystem::is_directory(folder, ec);
-}
-
-}  // namespace tavrin
+}  // namespace tavrin::test

@@ -1,0 +1,12 @@
+// Linux side: the executable is wherever /proc/self/exe points.
+#include "base/executable_directory.h"
+
+namespace tavrin {
+
+std::filesystem::path ExecutableDirectory() {
+    std::error_code ec;
+    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
+    return ec ? std::filesystem::path() : self.parent_path();
+}
+
+}  // namespace tavrin
