@@ -161,9 +161,11 @@ bool CheckServerPathText(std::string_view serverPath, std::wstring_view target,
             return RefuseWithPath(errorText, "error.unsafe_server_file_path", serverPath);
         }
     }
+    // Compared as Windows compares names, on every platform, so that a list gets one verdict.
     const std::wstring_view leaf = WithoutTrailingDotsAndSpaces(elements.back());
     if (leaf.size() >= kTemporarySuffix.size() &&
-        SamePathText(leaf.substr(leaf.size() - kTemporarySuffix.size()), kTemporarySuffix)) {
+        EqualsIgnoringAsciiCase(leaf.substr(leaf.size() - kTemporarySuffix.size()),
+                                kTemporarySuffix)) {
         return RefuseWithPath(errorText, "error.unsafe_server_file_path", serverPath);
     }
     // The run must hold the file and its temporary name beside it: a path or a name longer

@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+
 #include "i18n/placeholders.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
+#include "sync/download.h"
 #include "sync/path_status.h"
 #include "tests/support/sandbox.h"
 
@@ -34,6 +37,15 @@ protected:
         std::wstring error;
         EXPECT_FALSE(ResolveServerPath(Target(), serverPath, local, error)) << serverPath;
         EXPECT_EQ(local, L"");
+        return error;
+    }
+    // The run's form of the same rules, against the game folder held open.
+    std::wstring TreeRefusal(std::string_view serverPath) {
+        TargetTree tree;
+        std::wstring error;
+        EXPECT_TRUE(tree.Open(Target(), error)) << WideToUtf8(error);
+        TreeFile file;
+        EXPECT_FALSE(ResolveServerPathInTree(tree, serverPath, file, error)) << serverPath;
         return error;
     }
     static std::wstring WithPath(std::string_view key, std::string_view serverPath) {
@@ -93,6 +105,84 @@ TEST_F(PathSafetyTest, executableTypesAreBlocked) {
 TEST_F(PathSafetyTest, theClientsOwnTemporarySuffixIsRefused) {
     EXPECT_EQ(Refusal("cars/x.kn5.tavrin_tmp"),
               WithPath("error.unsafe_server_file_path", "cars/x.kn5.tavrin_tmp"));
+}
+
+TEST_F(PathSafetyTest, temporarySuffixFollowedByDotsOrSpacesIsRefusedToo) {
+    // Windows drops trailing dots and spaces: these names become a temporary file's name.
+    for (const char* path : {"x.kn5.tavrin_tmp.", "x.kn5.TAVRIN_TMP . "}) {
+        EXPECT_EQ(Refusal(path), WithPath("error.unsafe_server_file_path", path)) << path;
+    }
+}
+
+TEST_F(PathSafetyTest, nulInsideAPathIsUnsafeWhereverItStands) {
+    // The system calls would stop at the NUL and create "evil.exe".
+    for (const std::string& path : {std::string("evil.exe\0.dds", 13), std::string("a\0/b.ini", 8),
+                                    std::string("\0", 1), std::string("x.dds\0", 6)}) {
+        const std::wstring expected =
+            FillPlaceholders(TrWide("error.unsafe_server_file_path"), {Utf8ToWide(path)});
+        EXPECT_EQ(Refusal(path), expected);
+        EXPECT_EQ(TreeRefusal(path), expected);
+    }
+}
+
+TEST_F(PathSafetyTest, reservedDeviceNamesAreUnsafe) {
+    for (const char* path : {"con", "CON.txt", "sfx/aux.wav", "nul", "Prn.ini", "com1.dds", "LPT9",
+                             "nul.tar.gz", "con . ", "con/x.ini"}) {
+        EXPECT_EQ(Refusal(path), WithPath("error.unsafe_server_file_path", path)) << path;
+        EXPECT_EQ(TreeRefusal(path), WithPath("error.unsafe_server_file_path", path)) << path;
+    }
+    for (const char* path :
+         {"console.ini", "com10.dds", "aux_track.wav", "lpt.txt", "nulls", "a.con"}) {
+        Resolve(path);
+    }
+}
+
+TEST_F(PathSafetyTest, namesAndPathsLongerThanTheFileSystemHoldsAreUnsafe) {
+    // The limits count the temporary name the run needs beside the file.
+    const std::size_t suffix = std::wstring_view(kTemporaryFileSuffix).size();
+    const std::string longest(kMostNameUnits - suffix, 'n');
+    Resolve(longest);
+    Resolve("folder" + std::string(kMostNameUnits - 6, 'f') + "/x.ini");
+    const std::string tooLong = longest + "n";
+    EXPECT_EQ(Refusal(tooLong), WithPath("error.unsafe_server_file_path", tooLong));
+    const std::string folderTooLong = std::string(kMostNameUnits + 1, 'f') + "/x.ini";
+    EXPECT_EQ(Refusal(folderTooLong), WithPath("error.unsafe_server_file_path", folderTooLong));
+    EXPECT_EQ(TreeRefusal(folderTooLong), WithPath("error.unsafe_server_file_path", folderTooLong));
+    // A whole path: as many 100-unit folders as fit, then one more.
+    std::string deep;
+    while (NativeLength(Target() + Utf8ToWide(deep)) + 101 + 6 + suffix <= kMostPathUnits) {
+        deep += std::string(100, 'd') + "/";
+    }
+    Resolve(deep + "x.ini");
+    const std::string tooDeep = deep + std::string(100, 'd') + "/x.ini";
+    EXPECT_EQ(Refusal(tooDeep), WithPath("error.unsafe_server_file_path", tooDeep));
+}
+
+TEST_F(PathSafetyTest, hugePathsCostTimeLinearInTheirLength) {
+    // 200,000 pairs of "a/.." fold away to "b.ini"; 500,000 levels are refused. Either takes
+    // milliseconds; a quadratic walk would take minutes.
+    std::string folding;
+    for (int i = 0; i < 200000; ++i) {
+        folding += "a/../";
+    }
+    const auto started = std::chrono::steady_clock::now();
+    EXPECT_EQ(Resolve(folding + "b.ini"), Under({L"b.ini"}));
+    std::string deep;
+    for (int i = 0; i < 500000; ++i) {
+        deep += "a/";
+    }
+    deep += "x";
+    EXPECT_EQ(Refusal(deep), WithPath("error.unsafe_server_file_path", deep));
+    EXPECT_EQ(TreeRefusal(deep), WithPath("error.unsafe_server_file_path", deep));
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(10));
+}
+
+TEST_F(PathSafetyTest, theRunsFormGivesTheSameVerdicts) {
+    for (const char* path : {"../b.ini", "/cars/x.kn5", "C:x.kn5", "cars/", "apps/run.exe.",
+                             "x.kn5.tavrin_tmp", "a/../../b.ini"}) {
+        EXPECT_EQ(TreeRefusal(path), Refusal(path)) << path;
+    }
+    EXPECT_EQ(TreeRefusal(""), TrWide("error.empty_server_file_path"));
 }
 
 TEST_F(PathSafetyTest, missingOrFileTargetIsInvalid) {
