@@ -180,16 +180,21 @@ bool ReplaceFileAt(const NativeHandle& folder, std::string_view from, std::strin
                       FILE_NON_DIRECTORY_FILE, file, errorCode)) {
         return false;
     }
+    // NtSetInformationFile itself: the Win32 wrapper may turn a name into a full path, while
+    // here the name must stay relative to the held folder.
     const std::wstring target = Utf8ToWide(to);
-    std::vector<unsigned char> buffer(sizeof(FILE_RENAME_INFO) + target.size() * sizeof(wchar_t));
-    auto* rename = reinterpret_cast<FILE_RENAME_INFO*>(buffer.data());
+    std::vector<unsigned char> buffer(sizeof(FILE_RENAME_INFORMATION) +
+                                      target.size() * sizeof(wchar_t));
+    auto* rename = reinterpret_cast<FILE_RENAME_INFORMATION*>(buffer.data());
     rename->ReplaceIfExists = TRUE;
     rename->RootDirectory = AsHandle(folder);
-    rename->FileNameLength = static_cast<DWORD>(target.size() * sizeof(wchar_t));
+    rename->FileNameLength = static_cast<ULONG>(target.size() * sizeof(wchar_t));
     target.copy(rename->FileName, target.size());
-    if (!SetFileInformationByHandle(AsHandle(file), FileRenameInfo, rename,
-                                    static_cast<DWORD>(buffer.size()))) {
-        errorCode = GetLastError();
+    IO_STATUS_BLOCK status{};
+    const NTSTATUS result = NtSetInformationFile(
+        AsHandle(file), &status, rename, static_cast<ULONG>(buffer.size()), FileRenameInformation);
+    if (!NT_SUCCESS(result)) {
+        errorCode = RtlNtStatusToDosError(result);
         return false;
     }
     return true;
