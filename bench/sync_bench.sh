@@ -4,6 +4,7 @@
 #
 #   bench/sync_bench.sh [SET...]        sets: small large mixed (default: all three)
 #   RUNS=5 BUILD=build/linux DATA=bench/data
+#   BASELINE=/path/to/an/older/tavrin-cli   also measures that build, in the same run
 #
 # Writes a Markdown table to bench/results/sync_bench.md and prints it.
 set -euo pipefail
@@ -17,6 +18,8 @@ sets=("$@")
 ((${#sets[@]})) || sets=(small large mixed)
 cli="$root/$build/cli/tavrin-cli"
 [ -x "$cli" ] || { echo "build $build first (cmake --build --preset linux)"; exit 1; }
+baseline=${BASELINE:-}
+[ -z "$baseline" ] || [ -x "$baseline" ] || { echo "BASELINE is not a program: $baseline"; exit 1; }
 
 python3 bench/make_datasets.py "$data" "${sets[@]}" many
 data=$(cd "$data" && pwd)
@@ -83,6 +86,11 @@ for set in "${sets[@]}"; do
     t=$(timed "$fresh" "$cli" --data-dir "$work/cli-data" sync --server "$url" --target "$target" \
         --project "$set" --allow-http --no-target-check)
     row "$set" "download" "tavrin-cli (verifies)" "$(rate "$files" "$t")" "$(rate "$mb" "$t")" "$t"
+    if [ -n "$baseline" ]; then
+        t=$(timed "$fresh" "$baseline" --data-dir "$work/cli-data" sync --server "$url" \
+            --target "$target" --project "$set" --allow-http --no-target-check)
+        row "$set" "download" "baseline tavrin-cli" "$(rate "$files" "$t")" "$(rate "$mb" "$t")" "$t"
+    fi
     python3 - "$data" "$set" "$url" "$work" <<'EOF'
 import json, sys
 data, name, url, work = sys.argv[1:]
@@ -116,6 +124,11 @@ EOF
     t=$(timed ":" "$cli" --data-dir "$work/cli-data" sync --server "$url" --target "$target" \
         --project "$set" --allow-http --no-target-check)
     row "$set" "compare" "tavrin-cli" "$(rate "$files" "$t")" "$(rate "$mb" "$t")" "$t"
+    if [ -n "$baseline" ]; then
+        t=$(timed ":" "$baseline" --data-dir "$work/cli-data" sync --server "$url" \
+            --target "$target" --project "$set" --allow-http --no-target-check)
+        row "$set" "compare" "baseline tavrin-cli" "$(rate "$files" "$t")" "$(rate "$mb" "$t")" "$t"
+    fi
     t=$(timed ":" sh -c "xargs -0 openssl dgst -sha256 <'$work/files-$set'")
     row "$set" "compare" "openssl dgst (1 process)" "$(rate "$files" "$t")" "$(rate "$mb" "$t")" "$t"
     half=$(((files + 1) / 2))
@@ -132,6 +145,12 @@ mkdir -p "$target"
     --allow-http --no-target-check >/dev/null
 peak=$(/usr/bin/time -f %M "$cli" --data-dir "$work/cli-data" sync --server "$url" \
     --target "$target" --project many --allow-http --no-target-check 2>&1 >/dev/null | tail -n 1)
+basePeak=0
+if [ -n "$baseline" ]; then
+    basePeak=$(/usr/bin/time -f %M "$baseline" --data-dir "$work/cli-data" sync --server "$url" \
+        --target "$target" --project many --allow-http --no-target-check 2>&1 >/dev/null |
+        tail -n 1)
+fi
 rm -rf "$target"
 
 mkdir -p bench/results
@@ -143,4 +162,5 @@ mkdir -p bench/results
     printf '%s\n' "${rows[@]}"
     echo
     echo "Peak RSS comparing 200,000 small files: $((peak / 1024)) MB"
+    [ -z "$baseline" ] || echo "Peak RSS of the baseline on the same files: $((basePeak / 1024)) MB"
 } | tee bench/results/sync_bench.md

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 
 namespace tavrin {
 
@@ -20,6 +21,10 @@ public:
     bool Open(const std::filesystem::path& path, bool mustBeNew);
     // Takes over a handle opened elsewhere (a descriptor on Linux, a HANDLE on Windows).
     void Adopt(std::intptr_t handle);
+    // Sees every block handed to Write, in order (a download hashes itself this way).
+    void SetObserver(std::function<void(const char*, std::size_t)> observer) {
+        observer_ = std::move(observer);
+    }
     bool Write(const char* data, std::size_t size);
     void Close();
     bool IsOpen() const;
@@ -27,6 +32,7 @@ public:
 private:
     // The platform's handle (a HANDLE on Windows, a descriptor on Linux); -1 when closed.
     std::intptr_t handle_ = -1;
+    std::function<void(const char*, std::size_t)> observer_;
 };
 
 }  // namespace tavrin

@@ -26,6 +26,9 @@ void OutputFile::Adopt(std::intptr_t handle) {
 }
 
 bool OutputFile::Write(const char* data, std::size_t size) {
+    if (observer_) {
+        observer_(data, size);
+    }
     while (size > 0) {
         const ssize_t written = ::write(static_cast<int>(handle_), data, size);
         if (written < 0 && errno == EINTR) {

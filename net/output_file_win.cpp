@@ -33,6 +33,9 @@ void OutputFile::Adopt(std::intptr_t handle) {
 }
 
 bool OutputFile::Write(const char* data, std::size_t size) {
+    if (observer_) {
+        observer_(data, size);
+    }
     while (size > 0) {
         const DWORD chunk = size > 0x40000000 ? 0x40000000 : static_cast<DWORD>(size);
         DWORD written = 0;

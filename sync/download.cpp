@@ -185,8 +185,8 @@ bool SleepCancellable(const std::atomic<bool>* cancelFlag, int milliseconds) {
 
 bool VerifyDownload(const FileListEntry& record, const NativeHandle& folder,
                     std::string_view temporaryName, std::wstring_view temporaryPath,
-                    const std::atomic<bool>* cancelFlag, std::wstring& errorText,
-                    int& failureCode) {
+                    const std::atomic<bool>* cancelFlag, std::wstring& errorText, int& failureCode,
+                    const std::string* streamedDigest) {
     const EntryStatus status = ReadEntryStatus(folder, temporaryName);
     if (status.kind != PathKind::kFile) {
         failureCode = 1;
@@ -206,10 +206,13 @@ bool VerifyDownload(const FileListEntry& record, const NativeHandle& folder,
     std::wstring hashError;
     NativeHandle file;
     std::uint32_t code = 0;
-    if (!OpenFileForReading(folder, temporaryName, file, code)) {
+    if (streamedDigest != nullptr) {
+        digest = *streamedDigest;
+    } else if (!OpenFileForReading(folder, temporaryName, file, code)) {
         hashError = FormatSystemError("error.sha_file_open_failed", code);
     }
-    if (!file.IsOpen() || !Sha256OfOpenFile(file, cancelFlag, digest, hashError)) {
+    if (streamedDigest == nullptr &&
+        (!file.IsOpen() || !Sha256OfOpenFile(file, cancelFlag, digest, hashError))) {
         failureCode = 3;
         errorText = FillPlaceholders(TrWide("error.download_hash_calculation_failed"), {hashError});
         return false;
@@ -256,7 +259,13 @@ bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, Http
         }
         DeleteFileAt(folder, temporary);
         const std::wstring password = PasswordOf(context.passwords, item.project);
+        // The bytes are hashed as they are written, so verifying needs no second read.
+        Sha256Stream streamed;
         OutputFile output;
+        if (!item.record.hash.empty()) {
+            output.SetObserver(
+                [&streamed](const char* data, std::size_t size) { streamed.Update(data, size); });
+        }
         NativeHandle created;
         std::uint32_t createError = 0;  // the text names the file; the code adds nothing
         const bool createdFile = CreateNewFile(folder, temporary, created, createError);
@@ -307,8 +316,10 @@ bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, Http
         } else if (result.status == 200) {
             int failureCode = 0;
             std::uint32_t moveError = 0;
+            std::string digest;
+            const bool hashed = !item.record.hash.empty() && streamed.Finish(digest);
             if (!VerifyDownload(item.record, folder, temporary, temporaryPath(), context.cancelFlag,
-                                lastError, failureCode)) {
+                                lastError, failureCode, hashed ? &digest : nullptr)) {
                 DeleteFileAt(folder, temporary);
             } else if (ReplaceFileAt(folder, temporary, item.local.leaf, moveError)) {
                 bytesWritten = result.bytesRead;

@@ -77,10 +77,12 @@ bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, Http
 
 // Checks a downloaded file, `temporaryName` in `folder`, against its record. `failureCode`:
 // 1 unreadable, 2 size, 3 hashing failed, 4 digest differs. `temporaryPath` names the file in
-// the texts.
+// the texts. `streamedDigest`, when given, is the digest of the bytes as they were written;
+// otherwise the file is read back and hashed.
 bool VerifyDownload(const FileListEntry& record, const NativeHandle& folder,
                     std::string_view temporaryName, std::wstring_view temporaryPath,
-                    const std::atomic<bool>* cancelFlag, std::wstring& errorText, int& failureCode);
+                    const std::atomic<bool>* cancelFlag, std::wstring& errorText, int& failureCode,
+                    const std::string* streamedDigest = nullptr);
 
 // Sleeps in slices of at most 100 ms; false as soon as the cancel flag is raised.
 bool SleepCancellable(const std::atomic<bool>* cancelFlag, int milliseconds);

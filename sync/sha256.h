@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,25 @@ bool Sha256File(std::wstring_view path, std::string& hexDigest, std::wstring& er
 // every block; a raised flag fails the hashing with "error.sync_cancelled".
 bool Sha256OfOpenFile(const NativeHandle& file, const std::atomic<bool>* cancelFlag,
                       std::string& hexDigest, std::wstring& errorText);
+
+// A SHA-256 over bytes as they arrive, so that a download is hashed while it is written
+// rather than read back afterwards. Each object has its own state.
+class Sha256Stream {
+public:
+    Sha256Stream();
+    ~Sha256Stream();
+    Sha256Stream(const Sha256Stream&) = delete;
+    Sha256Stream& operator=(const Sha256Stream&) = delete;
+
+    // False once anything failed; the digest is then not to be trusted.
+    bool Update(const void* data, std::size_t size);
+    bool Finish(std::string& hexDigest);
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+    bool ok_ = true;
+};
 
 // Makes sure the calling thread's hashing state is ready.
 bool OpenSha256Provider(std::wstring& errorText);

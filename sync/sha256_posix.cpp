@@ -108,4 +108,31 @@ bool Sha256OfOpenFile(const NativeHandle& file, const std::atomic<bool>* cancelF
     return true;
 }
 
+struct Sha256Stream::State {
+    EVP_MD_CTX* context = EVP_MD_CTX_new();
+    ~State() { EVP_MD_CTX_free(context); }
+};
+
+Sha256Stream::Sha256Stream() : state_(std::make_unique<State>()) {
+    ok_ = state_->context != nullptr &&
+          EVP_DigestInit_ex(state_->context, EVP_sha256(), nullptr) == 1;
+}
+
+Sha256Stream::~Sha256Stream() = default;
+
+bool Sha256Stream::Update(const void* data, std::size_t size) {
+    ok_ = ok_ && EVP_DigestUpdate(state_->context, data, size) == 1;
+    return ok_;
+}
+
+bool Sha256Stream::Finish(std::string& hexDigest) {
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    ok_ = ok_ && EVP_DigestFinal_ex(state_->context, digest, &length) == 1;
+    if (ok_) {
+        hexDigest = ToLowerHex(digest, length);
+    }
+    return ok_;
+}
+
 }  // namespace tavrin

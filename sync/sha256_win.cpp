@@ -138,4 +138,47 @@ bool Sha256OfOpenFile(const NativeHandle& file, const std::atomic<bool>* cancelF
     return true;
 }
 
+struct Sha256Stream::State {
+    std::vector<unsigned char> object;
+    std::vector<unsigned char> digest;
+    HashHandle hash;
+};
+
+Sha256Stream::Sha256Stream() : state_(std::make_unique<State>()) {
+    std::wstring error;
+    ok_ = OpenSha256Provider(error);
+    if (ok_) {
+        const HashingState& provider = ThreadState();
+        state_->object.resize(provider.objectLength);
+        state_->digest.resize(provider.digestLength);
+        ok_ = BCRYPT_SUCCESS(
+            BCryptCreateHash(provider.algorithm, &state_->hash.handle, state_->object.data(),
+                             static_cast<ULONG>(state_->object.size()), nullptr, 0, 0));
+    }
+}
+
+Sha256Stream::~Sha256Stream() = default;
+
+bool Sha256Stream::Update(const void* data, std::size_t size) {
+    // CNG takes at most 4 GiB a call.
+    const auto* bytes = static_cast<const unsigned char*>(data);
+    while (ok_ && size > 0) {
+        const ULONG chunk = size > 0x40000000 ? 0x40000000 : static_cast<ULONG>(size);
+        ok_ = BCRYPT_SUCCESS(
+            BCryptHashData(state_->hash.handle, const_cast<unsigned char*>(bytes), chunk, 0));
+        bytes += chunk;
+        size -= chunk;
+    }
+    return ok_;
+}
+
+bool Sha256Stream::Finish(std::string& hexDigest) {
+    ok_ = ok_ && BCRYPT_SUCCESS(BCryptFinishHash(state_->hash.handle, state_->digest.data(),
+                                                 static_cast<ULONG>(state_->digest.size()), 0));
+    if (ok_) {
+        hexDigest = ToLowerHex(state_->digest.data(), state_->digest.size());
+    }
+    return ok_;
+}
+
 }  // namespace tavrin
