@@ -90,4 +90,9 @@ void SetFileTimeAt(const NativeHandle& folder, std::string_view name, double ser
 // How many folders a run may keep open at once: a share of the process's descriptor limit.
 std::size_t MostOpenFolders();
 
+// Whether an open folder must keep its parents open too. On Windows a held folder stops its
+// own renaming, not its parents', so every folder above one in use stays held. On Linux an
+// open descriptor is enough by itself, and a deep path must not cost a descriptor per level.
+extern const bool kOpenFoldersHoldTheirParents;
+
 }  // namespace tavrin

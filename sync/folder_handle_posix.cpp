@@ -52,7 +52,11 @@ void NativeHandle::Close() {
 }
 
 FolderOpenResult OpenTopFolder(std::wstring_view path, NativeHandle& folder) {
-    const std::string text = WideToUtf8(path);
+    std::string text = WideToUtf8(path);
+    // "link/" would make open(2) follow the link despite O_NOFOLLOW.
+    while (text.size() > 1 && text.back() == '/') {
+        text.pop_back();
+    }
     const int descriptor = ::open(text.c_str(), kFolderFlags);
     if (descriptor >= 0) {
         return Opened(descriptor, folder);
@@ -156,6 +160,8 @@ void SetFileTimeAt(const NativeHandle& folder, std::string_view name, double ser
     }
     ::utimensat(Descriptor(folder), std::string(name).c_str(), times, AT_SYMLINK_NOFOLLOW);
 }
+
+const bool kOpenFoldersHoldTheirParents = false;
 
 std::size_t MostOpenFolders() {
     struct rlimit limit {};

@@ -21,9 +21,22 @@ constexpr ULONG kFolderShare = FILE_SHARE_READ | FILE_SHARE_WRITE;
 constexpr ACCESS_MASK kFolderAccess =
     FILE_LIST_DIRECTORY | FILE_TRAVERSE | FILE_READ_ATTRIBUTES | SYNCHRONIZE;
 constexpr std::uint64_t kUnixEpochIn100ns = 116444736000000000ULL;
+// Windows 10 1607 and later; mingw declares it only for a later _WIN32_WINNT.
+constexpr auto kFileDispositionInfoEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
 
 HANDLE AsHandle(const NativeHandle& handle) {
     return reinterpret_cast<HANDLE>(handle.Get());
+}
+
+// Win32 drops trailing dots and spaces from a name, the NT calls do not: a file listed as
+// "data.ini." must become "data.ini", as every path check assumed, not a name that Explorer
+// and the game cannot open. Empty when nothing is left.
+std::wstring NtName(std::string_view name) {
+    std::wstring wide = Utf8ToWide(name);
+    while (!wide.empty() && (wide.back() == L'.' || wide.back() == L' ')) {
+        wide.pop_back();
+    }
+    return wide;
 }
 
 // NtCreateFile on one name inside `folder`, as CreateFileW would open it, with the Win32
@@ -31,7 +44,11 @@ HANDLE AsHandle(const NativeHandle& handle) {
 bool OpenRelative(const NativeHandle& folder, std::string_view name, ACCESS_MASK access,
                   ULONG share, ULONG disposition, ULONG options, NativeHandle& opened,
                   std::uint32_t& errorCode) {
-    std::wstring wide = Utf8ToWide(name);
+    std::wstring wide = NtName(name);
+    if (wide.empty()) {
+        errorCode = ERROR_INVALID_NAME;
+        return false;
+    }
     UNICODE_STRING text{};
     text.Buffer = wide.data();
     text.Length = static_cast<USHORT>(wide.size() * sizeof(wchar_t));
@@ -166,10 +183,17 @@ void DeleteFileAt(const NativeHandle& folder, std::string_view name) {
     std::uint32_t code = 0;
     if (OpenRelative(folder, name, DELETE | SYNCHRONIZE, kShareAll, FILE_OPEN,
                      FILE_NON_DIRECTORY_FILE, file, code)) {
-        FILE_DISPOSITION_INFO disposition{};
-        disposition.DeleteFile = TRUE;
-        SetFileInformationByHandle(AsHandle(file), FileDispositionInfo, &disposition,
-                                   sizeof disposition);
+        // POSIX semantics free the name at once, even while a scanner still has the file
+        // open, so the next attempt can create it again; older Windows lack them.
+        FILE_DISPOSITION_INFO_EX posix{};
+        posix.Flags = FILE_DISPOSITION_FLAG_DELETE | FILE_DISPOSITION_FLAG_POSIX_SEMANTICS;
+        if (!SetFileInformationByHandle(AsHandle(file), kFileDispositionInfoEx, &posix,
+                                        sizeof posix)) {
+            FILE_DISPOSITION_INFO disposition{};
+            disposition.DeleteFile = TRUE;
+            SetFileInformationByHandle(AsHandle(file), FileDispositionInfo, &disposition,
+                                       sizeof disposition);
+        }
     }
 }
 
@@ -182,7 +206,11 @@ bool ReplaceFileAt(const NativeHandle& folder, std::string_view from, std::strin
     }
     // NtSetInformationFile itself: the Win32 wrapper may turn a name into a full path, while
     // here the name must stay relative to the held folder.
-    const std::wstring target = Utf8ToWide(to);
+    const std::wstring target = NtName(to);
+    if (target.empty()) {
+        errorCode = ERROR_INVALID_NAME;
+        return false;
+    }
     std::vector<unsigned char> buffer(sizeof(FILE_RENAME_INFORMATION) +
                                       target.size() * sizeof(wchar_t));
     auto* rename = reinterpret_cast<FILE_RENAME_INFORMATION*>(buffer.data());
@@ -215,6 +243,8 @@ void SetFileTimeAt(const NativeHandle& folder, std::string_view name, double ser
     written.dwHighDateTime = static_cast<DWORD>(ticks >> 32);
     SetFileTime(AsHandle(file), nullptr, nullptr, &written);
 }
+
+const bool kOpenFoldersHoldTheirParents = true;
 
 std::size_t MostOpenFolders() {
     // Windows has no small per-process handle limit; the bound keeps memory and the folders

@@ -62,11 +62,11 @@ std::vector<std::wstring> NormalElements(std::wstring_view path) {
             continue;
         }
         if (element == L".") {
-            trailing = !kept.empty();
+            trailing = !kept.empty() && kept.back() != L"..";
         } else if (element == L"..") {
             if (!kept.empty() && kept.back() != L"..") {
                 kept.pop_back();
-                trailing = !kept.empty();
+                trailing = !kept.empty() && kept.back() != L"..";
             } else {
                 kept.push_back(element);
                 trailing = false;
@@ -125,10 +125,14 @@ bool IsReservedDeviceName(std::wstring_view element) {
             return true;
         }
     }
+    // COM0 to COM9 and LPT0 to LPT9, and the superscript digits Windows matches as well.
+    const auto isPortDigit = [](wchar_t c) {
+        return (c >= L'0' && c <= L'9') || c == L'\u00B9' || c == L'\u00B2' || c == L'\u00B3';
+    };
     return stem.size() == 4 &&
            (EqualsIgnoringAsciiCase(stem.substr(0, 3), L"com") ||
             EqualsIgnoringAsciiCase(stem.substr(0, 3), L"lpt")) &&
-           stem[3] >= L'1' && stem[3] <= L'9';
+           isPortDigit(stem[3]);
 }
 
 // Steps every resolution shares: the server's text becomes the elements the file system
@@ -161,12 +165,15 @@ bool CheckServerPathText(std::string_view serverPath, std::wstring_view target,
             return RefuseWithPath(errorText, "error.unsafe_server_file_path", serverPath);
         }
     }
-    // Compared as Windows compares names, on every platform, so that a list gets one verdict.
-    const std::wstring_view leaf = WithoutTrailingDotsAndSpaces(elements.back());
-    if (leaf.size() >= kTemporarySuffix.size() &&
-        EqualsIgnoringAsciiCase(leaf.substr(leaf.size() - kTemporarySuffix.size()),
-                                kTemporarySuffix)) {
-        return RefuseWithPath(errorText, "error.unsafe_server_file_path", serverPath);
+    // The client's own suffix, on a file or on a folder that would take a temporary file's
+    // name, compared as Windows compares names on every platform so a list gets one verdict.
+    for (const std::wstring& element : elements) {
+        const std::wstring_view name = WithoutTrailingDotsAndSpaces(element);
+        if (name.size() >= kTemporarySuffix.size() &&
+            EqualsIgnoringAsciiCase(name.substr(name.size() - kTemporarySuffix.size()),
+                                    kTemporarySuffix)) {
+            return RefuseWithPath(errorText, "error.unsafe_server_file_path", serverPath);
+        }
     }
     // The run must hold the file and its temporary name beside it: a path or a name longer
     // than the file system takes is refused before anything is tried.
@@ -286,13 +293,19 @@ bool ResolveServerPath(std::wstring_view targetFolder, std::string_view serverPa
     if (target.empty()) {
         return Refuse(errorText, "error.invalid_target_folder");
     }
-    const PathStatus targetStatus = ReadPathStatus(target);
+    // The folder's own name, without a trailing separator that would make the status read
+    // follow a link standing there.
+    std::wstring_view named = target;
+    while (named.size() > 1 && named.back() == kPathSeparator) {
+        named.remove_suffix(1);
+    }
+    const PathStatus targetStatus = ReadPathStatus(named);
     if (targetStatus.kind != PathKind::kDirectory) {
         return Refuse(errorText, "error.invalid_target_folder");
     }
     bool reparse = false;
     std::uint32_t code = 0;
-    if (!IsReparsePoint(target, reparse, code)) {
+    if (!IsReparsePoint(named, reparse, code)) {
         return RefuseWithCode(errorText, "error.invalid_target_folder", code);
     }
     if (reparse) {

@@ -40,8 +40,8 @@ extern const std::size_t kMostPathUnits;
 extern const std::size_t kMostNameUnits;
 std::size_t NativeLength(std::wstring_view text);
 
-// A key under which two names the platform takes for the same file are equal: lower-cased on
-// Windows, the name itself on Linux.
+// A key under which two names the platform takes for the same file are equal: lower-cased
+// and without trailing dots and spaces on Windows, the name itself on Linux.
 std::wstring PathCaseKey(std::wstring_view path);
 
 }  // namespace tavrin

@@ -65,6 +65,10 @@ bool SamePathText(std::wstring_view a, std::wstring_view b) {
 }
 
 std::wstring PathCaseKey(std::wstring_view path) {
+    // "Data.ini." opens "data.ini": trailing dots and spaces are dropped, case is ignored.
+    while (!path.empty() && (path.back() == L'.' || path.back() == L' ')) {
+        path.remove_suffix(1);
+    }
     std::wstring key(path);
     CharLowerBuffW(key.data(), static_cast<DWORD>(key.size()));
     return key;

@@ -69,9 +69,12 @@ FolderOpenResult TargetTree::OpenFolder(std::uint32_t index, bool create,
         const FolderOpenResult opened =
             OpenChildFolder(base->handle, nodes_[*it].name, create, child->handle);
         if (opened.outcome != FolderOutcome::kOpened) {
+            CloseUnusedFolders();
             return opened;
         }
-        child->parent = base;
+        if (kOpenFoldersHoldTheirParents) {
+            child->parent = base;
+        }
         nodes_[*it].open = child;
         ++openCount_;
         base = std::move(child);

@@ -50,7 +50,7 @@ public:
 private:
     struct OpenedFolder {
         NativeHandle handle;
-        std::shared_ptr<OpenedFolder> parent;  // ancestors stay open while a child is
+        std::shared_ptr<OpenedFolder> parent;  // where kOpenFoldersHoldTheirParents
     };
     struct Node {
         std::uint32_t parent = kTop;

@@ -54,6 +54,22 @@ TEST(PathLinksTest, targetThatIsALinkIsInvalid) {
     EXPECT_EQ(error, TrWide("error.invalid_target_folder"));
 }
 
+TEST(PathLinksTest, targetThatIsALinkIsInvalidEvenWithATrailingSeparator) {
+    // "game/" would make the system follow the link standing at "game".
+    test::Sandbox sandbox;
+    std::filesystem::create_directories(sandbox / "real");
+    std::filesystem::create_directory_symlink(sandbox / "real", sandbox / "game");
+    const std::wstring target = PathToWide(sandbox / "game") + L"/";
+    std::wstring local;
+    std::wstring error;
+    EXPECT_FALSE(ResolveServerPath(target, "a.txt", local, error));
+    EXPECT_EQ(error, TrWide("error.invalid_target_folder"));
+    TargetTree tree;
+    EXPECT_FALSE(tree.Open(target, error));
+    EXPECT_EQ(error, TrWide("error.invalid_target_folder"));
+    EXPECT_FALSE(tree.Open(PathToWide(sandbox / "game") + L"//", error));
+}
+
 TEST(PathLinksTest, linkedProgramOrContentMakesNoGameFolder) {
     test::Sandbox sandbox;
     test::WriteFile(sandbox / "elsewhere.exe", "MZ");

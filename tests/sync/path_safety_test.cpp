@@ -114,6 +114,12 @@ TEST_F(PathSafetyTest, temporarySuffixFollowedByDotsOrSpacesIsRefusedToo) {
     }
 }
 
+TEST_F(PathSafetyTest, temporarySuffixOnAFolderIsRefusedToo) {
+    // A folder of that name would take the temporary name of the file "cars/x.kn5".
+    EXPECT_EQ(Refusal("cars/x.kn5.tavrin_tmp/y.ini"),
+              WithPath("error.unsafe_server_file_path", "cars/x.kn5.tavrin_tmp/y.ini"));
+}
+
 TEST_F(PathSafetyTest, nulInsideAPathIsUnsafeWhereverItStands) {
     // The system calls would stop at the NUL and create "evil.exe".
     for (const std::string& path : {std::string("evil.exe\0.dds", 13), std::string("a\0/b.ini", 8),
@@ -126,8 +132,9 @@ TEST_F(PathSafetyTest, nulInsideAPathIsUnsafeWhereverItStands) {
 }
 
 TEST_F(PathSafetyTest, reservedDeviceNamesAreUnsafe) {
-    for (const char* path : {"con", "CON.txt", "sfx/aux.wav", "nul", "Prn.ini", "com1.dds", "LPT9",
-                             "nul.tar.gz", "con . ", "con/x.ini"}) {
+    for (const char* path :
+         {"con", "CON.txt", "sfx/aux.wav", "nul", "Prn.ini", "com1.dds", "LPT9", "nul.tar.gz",
+          "con . ", "con/x.ini", "com0", "LPT0.log", "com\u00b9.txt", "lpt\u00b3"}) {
         EXPECT_EQ(Refusal(path), WithPath("error.unsafe_server_file_path", path)) << path;
         EXPECT_EQ(TreeRefusal(path), WithPath("error.unsafe_server_file_path", path)) << path;
     }
@@ -275,6 +282,34 @@ TEST(TreeResolutionTest, foldersAreOpenedOnceAndFilesLandWhereThePathFormSays) {
     std::wstring plain;
     ASSERT_TRUE(ResolveServerPath(target, "content/cars/b.kn5", plain, error));
     EXPECT_EQ(tree.LocalPath(second.folder, second.leaf), plain);
+}
+
+TEST(TreeResolutionTest, openFoldersStayWithinTheBoundAndFailedOpensAddNone) {
+    test::Sandbox sandbox;
+    for (int i = 0; i < 20; ++i) {
+        std::filesystem::create_directories(sandbox / "game" / ("f" + std::to_string(i)) / "in");
+    }
+    TargetTree tree;
+    tree.SetMostOpenFolders(4);
+    std::wstring error;
+    ASSERT_TRUE(tree.Open(PathToWide(sandbox / "game"), error));
+    for (int i = 0; i < 20; ++i) {
+        const std::uint32_t folder =
+            tree.Child(tree.Child(TargetTree::kTop, "f" + std::to_string(i)), "in");
+        std::shared_ptr<const NativeHandle> handle;
+        ASSERT_EQ(tree.OpenFolder(folder, false, handle).outcome, FolderOutcome::kOpened);
+        const std::uint32_t missing = tree.Child(folder, "missing");
+        std::shared_ptr<const NativeHandle> none;
+        EXPECT_EQ(tree.OpenFolder(missing, false, none).outcome, FolderOutcome::kAbsent);
+        EXPECT_LE(tree.OpenFolderCount(), 4U);
+    }
+    // One in use stays open beyond the bound, and is still the right folder.
+    std::shared_ptr<const NativeHandle> held;
+    const std::uint32_t first = tree.Child(tree.Child(TargetTree::kTop, "f0"), "in");
+    ASSERT_EQ(tree.OpenFolder(first, true, held).outcome, FolderOutcome::kOpened);
+    TreeFile file;
+    ASSERT_TRUE(ResolveServerPathInTree(tree, "f0/in/x.ini", file, error));
+    EXPECT_EQ(file.folder, first);
 }
 
 TEST(TreeResolutionTest, missingFoldersAreRegisteredButNotOpened) {
