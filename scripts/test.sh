@@ -64,7 +64,7 @@ check_format() {
 check_tidy() {
     step "clang-tidy (engine)"
     local files
-    mapfile -t files < <(git ls-files 'app/*.cpp' 'i18n/*.cpp' 'net/*.cpp' 'manifest/*.cpp' \
+    mapfile -t files < <(git ls-files 'base/*.cpp' 'app/*.cpp' 'i18n/*.cpp' 'net/*.cpp' 'manifest/*.cpp' \
         'sync/*.cpp' 'discovery/*.cpp' | grep -v '_win\.cpp$')
     # One file per process, two at a time: each file pulls in heavy headers.
     if ((${#files[@]})) && ! printf '%s\0' "${files[@]}" |
