@@ -16,8 +16,7 @@ const std::size_t kMostNameUnits = 255;   // NAME_MAX
 std::size_t NativeLength(std::wstring_view text) {
     std::size_t bytes = 0;
     for (const wchar_t c : text) {
-        const auto code = static_cast<std::uint32_t>(c);
-        bytes += code < 0x80 ? 1 : code < 0x800 ? 2 : code < 0x10000 ? 3 : 4;
+        bytes += c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
     }
     return bytes;
 }

@@ -10,8 +10,8 @@
 #include "sync/compare.h"
 #include "sync/download.h"
 #include "sync/path_safety.h"
-#include "tests/support/content_server.h"
-#include "tests/support/http_fixture.h"
+#include "tests/support/download_rig.h"
+#include "tests/support/sandbox.h"
 
 namespace tavrin {
 namespace {
@@ -30,65 +30,43 @@ struct HeldOpen {
 };
 
 TEST(DownloadShareTest, targetOpenWithoutSharingRefusesTheMoveAndTheOldFileStays) {
-    const bool previous = plainHttpAllowed.exchange(true);
     test::Sandbox sandbox;
-    test::ContentServer content;
-    content.AddFile("p", "a.txt", "new");
     test::WriteFile(sandbox / "a.txt", "old");
-    const std::wstring local = PathToWide(sandbox / "a.txt");
-    HeldOpen held(local);
+    HeldOpen held(PathToWide(sandbox / "a.txt"));
     ASSERT_NE(held.handle, INVALID_HANDLE_VALUE);
-
-    DownloadContext context;
-    context.endpoint = {kSchemeHttp, L"127.0.0.1", content.Http().Port(), L""};
-    HttpSession session;
-    session.endpoint = context.endpoint;
-    std::wstring error;
-    ASSERT_TRUE(OpenHttpSession(session, error, kDownloadTimeouts));
-    TargetTree tree;
-    ASSERT_TRUE(tree.Open(PathToWide(sandbox.Root()), error));
-    context.tree = &tree;
-    SyncWorkItem item{
+    test::DownloadRig rig(sandbox.Root());
+    ASSERT_TRUE(rig.opened);
+    rig.content.AddFile("p", "a.txt", "new");
+    const SyncWorkItem item{
         "p", {"a.txt", 3, 0, test::ContentServer::Sha256Hex("new")}, {TargetTree::kTop, "a.txt"}};
-    std::uint64_t bytes = 0;
-    EXPECT_FALSE(DownloadFile(item, context, session, error, bytes));
+    std::wstring error;
+    EXPECT_FALSE(rig.Download(item, error));
     EXPECT_EQ(error.rfind(TrWide("error.atomic_replace_failed") + L" (", 0), 0U)
         << WideToUtf8(error);
-    EXPECT_EQ(content.DownloadRequestsFor("p", "a.txt"), 3);
+    EXPECT_EQ(rig.content.DownloadRequestsFor("p", "a.txt"), 3);
     CloseHandle(held.handle);
     held.handle = INVALID_HANDLE_VALUE;
     EXPECT_EQ(test::ReadFile(sandbox / "a.txt"), "old");
     EXPECT_FALSE(std::filesystem::exists(sandbox / "a.txt.tavrin_tmp"));
-    plainHttpAllowed = previous;
 }
 
 TEST(DownloadNameTest, trailingDotsAndSpacesAreDroppedAsWindowsDropsThem) {
     // Files are created relative to their folder through the NT calls, which keep such names
     // as written; the file must get the name every path check saw: "data.ini".
-    const bool previous = plainHttpAllowed.exchange(true);
     test::Sandbox sandbox;
-    test::ContentServer content;
-    content.AddFile("p", "data.ini. ", "abc");
-    DownloadContext context;
-    context.endpoint = {kSchemeHttp, L"127.0.0.1", content.Http().Port(), L""};
-    HttpSession session;
-    session.endpoint = context.endpoint;
-    std::wstring error;
-    ASSERT_TRUE(OpenHttpSession(session, error, kDownloadTimeouts));
-    TargetTree tree;
-    ASSERT_TRUE(tree.Open(PathToWide(sandbox.Root()), error));
-    context.tree = &tree;
+    test::DownloadRig rig(sandbox.Root());
+    ASSERT_TRUE(rig.opened);
+    rig.content.AddFile("p", "data.ini. ", "abc");
     SyncWorkItem item{"p", {"data.ini. ", 3, 0, test::ContentServer::Sha256Hex("abc")}, {}};
-    ASSERT_TRUE(ResolveServerPathInTree(tree, item.record.relativePath, item.local, error));
-    std::uint64_t bytes = 0;
-    EXPECT_TRUE(DownloadFile(item, context, session, error, bytes)) << WideToUtf8(error);
+    std::wstring error;
+    ASSERT_TRUE(ResolveServerPathInTree(rig.tree, item.record.relativePath, item.local, error));
+    EXPECT_TRUE(rig.Download(item, error)) << WideToUtf8(error);
     EXPECT_EQ(test::ReadFile(sandbox / "data.ini"), "abc");
     std::size_t entries = 0;
     for (const auto& entry : std::filesystem::directory_iterator(sandbox.Root())) {
         entries += entry.path().filename() == L"data.ini" ? 1 : 10;
     }
     EXPECT_EQ(entries, 1U);  // nothing else, no temporary file
-    plainHttpAllowed = previous;
 }
 
 TEST(CompareShareTest, fileLockedForReadingIsDownloadedAgainWithAWarning) {

@@ -130,6 +130,21 @@ protected:
         downloaded_ += result.filesDownloaded;
     }
 
+    // Forty runs, each while `place` keeps being swapped for a link to the outside folder.
+    void RaceRuns(const fs::path& place) {
+        int swaps = 0;
+        for (int i = 0; i < 40; ++i) {
+            Clear();
+            Swapper swapper(place, sandbox_ / "outside");
+            RunOnce();
+            swapper.Stop();
+            swaps += swapper.Swaps();
+            ASSERT_EQ(Take(sandbox_ / "outside"), before_) << "after run " << i;
+        }
+        EXPECT_GT(swaps, 0);
+        EXPECT_GT(downloaded_, 0U);  // the runs did write, beside the swaps
+    }
+
     test::ScopedEnvironment data_;
     test::ContentServer content_;
     Snapshot before_;
@@ -138,31 +153,11 @@ protected:
 };
 
 TEST_F(LinkRaceTest, folderSwappedForALinkDuringRunsNeverCarriesAWriteOutside) {
-    int swaps = 0;
-    for (int i = 0; i < 40; ++i) {
-        Clear();
-        Swapper swapper(sandbox_ / "game" / "content" / "cars", sandbox_ / "outside");
-        RunOnce();
-        swapper.Stop();
-        swaps += swapper.Swaps();
-        ASSERT_EQ(Take(sandbox_ / "outside"), before_) << "after run " << i;
-    }
-    EXPECT_GT(swaps, 0);
-    EXPECT_GT(downloaded_, 0U);  // the runs did write, beside the swaps
+    RaceRuns(sandbox_ / "game" / "content" / "cars");
 }
 
 TEST_F(LinkRaceTest, gameFolderSwappedForALinkDuringRunsNeverCarriesAWriteOutside) {
-    int swaps = 0;
-    for (int i = 0; i < 40; ++i) {
-        Clear();
-        Swapper swapper(sandbox_ / "game", sandbox_ / "outside");
-        RunOnce();
-        swapper.Stop();
-        swaps += swapper.Swaps();
-        ASSERT_EQ(Take(sandbox_ / "outside"), before_) << "after run " << i;
-    }
-    EXPECT_GT(swaps, 0);
-    EXPECT_GT(downloaded_, 0U);
+    RaceRuns(sandbox_ / "game");
 }
 
 TEST_F(LinkRaceTest, filesOfARunGoToTheGameFolderItOpenedEvenWhenItIsMovedAway) {
