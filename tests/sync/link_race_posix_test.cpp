@@ -114,17 +114,19 @@ protected:
         fs::create_directories(sandbox_ / "game" / "content" / "cars");
     }
 
-    // One run: whatever it ends with, it must say why when it fails.
-    void RunOnce() {
+    bool Sync(SyncRunResult& result, std::wstring& error) {
         ServerSyncRequest request;
         request.serverUrl = content_.Url();
         request.projects = {"p"};
         request.targetFolder = PathToWide(sandbox_ / "game");
+        return RunServerSync(request, result, error);
+    }
+
+    // One run: whatever it ends with, it must say why when it fails.
+    void RunOnce() {
         SyncRunResult result;
         std::wstring error;
-        if (RunServerSync(request, result, error)) {
-            ++succeeded_;
-        } else {
+        if (!Sync(result, error)) {
             EXPECT_FALSE(error.empty());
         }
         downloaded_ += result.filesDownloaded;
@@ -148,7 +150,6 @@ protected:
     test::ScopedEnvironment data_;
     test::ContentServer content_;
     Snapshot before_;
-    int succeeded_ = 0;
     std::uint64_t downloaded_ = 0;
 };
 
@@ -170,13 +171,9 @@ TEST_F(LinkRaceTest, filesOfARunGoToTheGameFolderItOpenedEvenWhenItIsMovedAway) 
             fs::create_directory_symlink(sandbox_ / "outside", sandbox_ / "game");
         }
     });
-    ServerSyncRequest request;
-    request.serverUrl = content_.Url();
-    request.projects = {"p"};
-    request.targetFolder = PathToWide(sandbox_ / "game");
     SyncRunResult result;
     std::wstring error;
-    const bool ok = RunServerSync(request, result, error);
+    const bool ok = Sync(result, error);
     InstallProgressSinks(nullptr, nullptr);
     ASSERT_TRUE(moved);
     EXPECT_TRUE(ok) << WideToUtf8(error);
