@@ -3,10 +3,14 @@
 
 namespace tavrin {
 
-std::filesystem::path ExecutableDirectory() {
+std::filesystem::path ExecutablePath() {
     std::error_code ec;
-    const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
-    return ec ? std::filesystem::path() : self.parent_path();
+    std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", ec);
+    return ec ? std::filesystem::path() : self;
+}
+
+std::filesystem::path ExecutableDirectory() {
+    return ExecutablePath().parent_path();
 }
 
 }  // namespace tavrin

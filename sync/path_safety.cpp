@@ -403,4 +403,12 @@ bool IsGameFolder(std::wstring_view folder) {
            (content.kind == PathKind::kDirectory || content.kind == PathKind::kOther);
 }
 
+bool IsUsableTargetFolder(std::wstring_view folder, bool validationEnabled) {
+    const std::wstring trimmed = TrimWhitespace(folder);
+    if (trimmed.empty()) {
+        return false;
+    }
+    return validationEnabled ? IsGameFolder(trimmed) : IsDirectoryFollowingLinks(trimmed);
+}
+
 }  // namespace tavrin

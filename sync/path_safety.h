@@ -29,6 +29,10 @@ bool ResolveServerPathInTree(TargetTree& tree, std::string_view serverPath, Tree
 // "AssettoCorsa.exe" and a "content" folder, neither of them a link.
 bool IsGameFolder(std::wstring_view folder);
 
+// Whether a sync may use `folder` as its game folder: trimmed, it names a directory, and when
+// `validationEnabled` it is also an Assetto Corsa installation (IsGameFolder).
+bool IsUsableTargetFolder(std::wstring_view folder, bool validationEnabled);
+
 // Whether the file name's extension is one Windows would run (".exe", ".dll", ".ps1", ...),
 // ignoring trailing dots and spaces as Windows does when it opens a file.
 bool IsBlockedExecutableType(std::wstring_view path);

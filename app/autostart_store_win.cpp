@@ -1,0 +1,36 @@
+// Windows side: the value "Tavrin" of the current user's Run key, through QSettings' native
+// (registry) format.
+#include <QSettings>
+
+#include "app/autostart.h"
+
+namespace tavrin {
+
+namespace {
+
+const QString kRunKey =
+    QStringLiteral("HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Run");
+const QString kValueName = QStringLiteral("Tavrin");
+
+}  // namespace
+
+QString ReadAutostartValue() {
+    const QSettings run(kRunKey, QSettings::NativeFormat);
+    return run.value(kValueName).toString();
+}
+
+bool WriteAutostartValue(const QString& command) {
+    QSettings run(kRunKey, QSettings::NativeFormat);
+    run.setValue(kValueName, command);
+    run.sync();
+    return run.status() == QSettings::NoError;
+}
+
+bool RemoveAutostartValue() {
+    QSettings run(kRunKey, QSettings::NativeFormat);
+    run.remove(kValueName);
+    run.sync();
+    return run.status() == QSettings::NoError;
+}
+
+}  // namespace tavrin

@@ -1,0 +1,12 @@
+// Linux has no named kernel mutexes; the window's single instance uses a local socket there.
+#include "app/instance_mutex.h"
+
+namespace tavrin {
+
+InstanceMutex::~InstanceMutex() = default;
+
+InstanceClaim InstanceMutex::Claim(std::wstring_view /*name*/) {
+    return InstanceClaim::failed;
+}
+
+}  // namespace tavrin

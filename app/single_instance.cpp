@@ -1,0 +1,13 @@
+#include "app/single_instance.h"
+
+#include <QLocalServer>
+
+namespace tavrin {
+
+std::uint32_t ShowMainWindowMessage = 0;
+
+SingleInstance::SingleInstance() = default;
+
+SingleInstance::~SingleInstance() = default;
+
+}  // namespace tavrin

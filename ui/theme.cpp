@@ -1,0 +1,15 @@
+#include "ui/theme.h"
+
+#include <QFile>
+
+namespace tavrin {
+
+QString ThemeStyleSheet() {
+    QFile file(QStringLiteral(":/ui/theme.qss"));
+    if (!file.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    return QString::fromUtf8(file.readAll());
+}
+
+}  // namespace tavrin
