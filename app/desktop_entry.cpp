@@ -86,7 +86,8 @@ bool SplitDesktopExec(std::wstring_view execValue, std::vector<std::wstring>& ar
                     closed = true;
                     break;
                 }
-                if (text[i] == L'\\' && i + 1 < text.size() && IsQuotedEscape(text[i + 1])) {
+                if ((text[i] == L'\\' && i + 1 < text.size() && IsQuotedEscape(text[i + 1])) ||
+                    (text[i] == L'%' && i + 1 < text.size() && text[i + 1] == L'%')) {
                     ++i;
                 }
                 current += text[i];

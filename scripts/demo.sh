@@ -11,9 +11,9 @@ if [ "${TAVRIN_SKIP_DEPS:-0}" != 1 ]; then
     bash scripts/install-deps.sh
 fi
 
-echo "== building tavrin-server and tavrin-cli"
+echo "== building tavrin-server, tavrin-cli and the window (tavrin)"
 cmake --preset linux >/dev/null
-cmake --build --preset linux --target tavrin-server tavrin-cli -j 2 >/dev/null
+cmake --build --preset linux --target tavrin-server tavrin-cli tavrin -j 2 >/dev/null
 
 # Binary sample files (textures, a track model) are made here, the same bytes every time.
 python3 - <<'PY'
@@ -65,9 +65,22 @@ echo
 echo "== the sample game folder now holds:"
 (cd "$game" && find . -type f | sort)
 
-if [ -n "${DISPLAY:-}" ] && [ -x "$root/build/linux/ui/tavrin" ]; then
-    echo "== starting the window on the demo data"
+if [ -n "${DISPLAY:-}" ]; then
+    # The window gets the demo's server and game folder as its settings.
+    cat >"$demo/data/Tavrin.ini" <<INI
+[General]
+http_lock_enabled=false
+target_path=$game
+selected_domains=$url
+selected_projects=$url|Tavrin Showroom, $url|Nordic Tracks
+
+[Domains]
+count=1
+domain_0_name=Demo server
+domain_0_url=$url
+INI
+    echo "== starting the window on the demo's server and game folder (close it from its tray icon)"
     TAVRIN_DATA_DIR="$demo/data" "$root/build/linux/ui/tavrin" || true
 else
-    echo "(the window is not built yet, or there is no display: the demo ends here)"
+    echo "(no display: start build/linux/ui/tavrin with TAVRIN_DATA_DIR=$demo/data to see the window)"
 fi

@@ -16,6 +16,8 @@ packages=(
   nginx-light aria2 wget2 curl time openssl bc
   # window
   qt6-base-dev qt6-base-dev-tools qt6-svg-dev qt6-tools-dev libgl-dev xvfb xauth
+  # the window's tray and start-up tests on a real display, and its screenshots
+  trayer xdotool x11-utils imagemagick fonts-dejavu-core
   # Windows cross build and its tests
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix mingw-w64-tools wine64 wine
 )

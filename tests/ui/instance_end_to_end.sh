@@ -1,0 +1,105 @@
+#!/usr/bin/env bash
+# Two real starts of the program on one X display (run inside with_tray_host.sh):
+#   instance_end_to_end.sh <tavrin> tray     hidden start, wake-up by a second start, exit
+#                                            through the tray menu, a crashed instance's
+#                                            socket taken over
+#   instance_end_to_end.sh <tavrin> no-tray  a hidden start without a tray shows the window
+set -euo pipefail
+tavrin=$1
+mode=$2
+
+work=$(mktemp -d)
+pids=()
+cleanup() {
+    for pid in "${pids[@]}"; do kill -9 "$pid" 2>/dev/null || true; done
+    rm -rf "$work"
+}
+trap cleanup EXIT
+export TAVRIN_DATA_DIR=$work/data HOME=$work XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/share
+mkdir -p "$TAVRIN_DATA_DIR"
+
+fail() { echo "FAIL: $*" >&2; exit 1; }
+
+# The program's mapped windows, as "id x y width height". (xwininfo's map state: xdotool's
+# own visibility filter stumbles over the toolkit's 1x1 helper window.)
+tavrin_windows() {
+    local id
+    for id in $(xdotool search --class tavrin 2>/dev/null); do
+        xwininfo -id "$id" 2>/dev/null | awk -v id="$id" '
+            /Absolute upper-left X/ { x = $NF } /Absolute upper-left Y/ { y = $NF }
+            /Width:/ { w = $NF } /Height:/ { h = $NF } /Map State:/ { m = $NF }
+            END { if (m == "IsViewable" && w > 8) print id, x, y, w, h }'
+    done
+}
+main_window_shown() { tavrin_windows | awk '$4 >= 500 { found = 1 } END { exit !found }'; }
+tray_icon_window() { tavrin_windows | awk '$4 < 64 && $5 < 64 { print $1; exit }'; }
+
+wait_for() {  # wait_for <seconds> <command...>
+    local limit=$(($1 * 10)); shift
+    for _ in $(seq "$limit"); do "$@" && return 0; sleep 0.1; done
+    return 1
+}
+exits_within() {  # exits_within <seconds> <pid>: true when the process has ended
+    wait_for "$1" bash -c "! kill -0 $2 2>/dev/null"
+}
+
+start() {
+    "$tavrin" "$@" >>"$work/tavrin.log" 2>&1 &
+    pids+=($!)
+    last=$!
+}
+
+if [ "$mode" = no-tray ]; then
+    start --start-in-tray
+    wait_for 10 main_window_shown || fail "a hidden start without a tray must show the window"
+    echo "no tray: the window was shown"
+    exit 0
+fi
+
+start --start-in-tray --minimized-to-tray
+first=$last
+wait_for 10 tray_icon_window >/dev/null || fail "no tray icon appeared"
+sleep 1
+main_window_shown && fail "the window must stay hidden in the tray"
+echo "hidden start: only the tray icon is shown"
+
+start --start-in-tray
+second=$last
+exits_within 10 "$second" || fail "the second start did not end"
+wait "$second" && code=0 || code=$?
+[ "$code" -eq 0 ] || fail "the second start ended with $code"
+wait_for 10 main_window_shown || fail "the second start did not bring the first one forward"
+kill -0 "$first" || fail "the first instance ended"
+echo "second start: exit code 0, first window shown"
+
+icon=$(tray_icon_window)
+before=$(tavrin_windows | awk '{ print $1 }')
+xdotool mousemove --window "$icon" 8 8 click 3
+# The menu is the window that the right click mapped; "Exit" is its last entry.
+menu=""
+for _ in $(seq 50); do
+    menu=$(tavrin_windows | grep -vwF "$before" | head -n 1 || true)
+    [ -n "$menu" ] && break
+    sleep 0.1
+done
+[ -n "$menu" ] || fail "a right click on the tray icon opened no menu"
+read -r _ mx my mw mh <<<"$menu"
+xdotool mousemove $((mx + 20)) $((my + mh - 12)) click 1
+exits_within 10 "$first" || fail "Exit in the tray menu did not end the program"
+wait "$first" && code=0 || code=$?
+[ "$code" -eq 0 ] || fail "the program ended with $code after Exit"
+grep -q '^selected_domains=' "$TAVRIN_DATA_DIR/Tavrin.ini" || fail "the settings were not written on exit"
+echo "tray menu exit: the program ended with 0 and wrote its settings"
+
+start
+crashed=$last
+wait_for 10 main_window_shown || fail "the window of a normal start was not shown"
+kill -9 "$crashed"
+wait "$crashed" 2>/dev/null || true
+start
+taker=$last
+sleep 2
+kill -0 "$taker" 2>/dev/null || fail "a start after a crash did not take the instance over"
+start
+exits_within 10 "$last" || fail "a start beside the new first instance did not end"
+echo "crash: the stale socket was taken over"

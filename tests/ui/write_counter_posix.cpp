@@ -1,0 +1,43 @@
+#include <fcntl.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <QFileInfo>
+#include <QtTest>
+
+#include "write_counter.h"
+
+namespace tavrin::test {
+
+WriteCounter::WriteCounter(const QString& filePath) : fileName_(QFileInfo(filePath).fileName()) {
+    descriptor_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    const QByteArray folder = QFile::encodeName(QFileInfo(filePath).absolutePath());
+    if (descriptor_ < 0 || inotify_add_watch(descriptor_, folder.constData(), IN_MOVED_TO) < 0) {
+        qFatal("cannot watch %s", folder.constData());
+    }
+}
+
+WriteCounter::~WriteCounter() {
+    if (descriptor_ >= 0) {
+        close(descriptor_);
+    }
+}
+
+int WriteCounter::Count() {
+    alignas(inotify_event) char buffer[16384];
+    for (;;) {
+        const ssize_t length = read(descriptor_, buffer, sizeof buffer);
+        if (length <= 0) {
+            return count_;
+        }
+        for (ssize_t at = 0; at < length;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
+            if (event->len > 0 && QString::fromUtf8(event->name) == fileName_) {
+                ++count_;
+            }
+            at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+        }
+    }
+}
+
+}  // namespace tavrin::test
