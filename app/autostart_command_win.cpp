@@ -1,6 +1,7 @@
 // Windows side: the Run value is a command line as Explorer starts it.
-#include <shellapi.h>
 #include <windows.h>
+// after windows.h, which it needs
+#include <shellapi.h>
 
 #include <cwctype>
 #include <vector>

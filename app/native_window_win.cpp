@@ -1,6 +1,7 @@
 // Windows side: user32 and DWM calls on the window's handle.
-#include <dwmapi.h>
 #include <windows.h>
+// after windows.h, which it needs
+#include <dwmapi.h>
 
 #include <string>
 

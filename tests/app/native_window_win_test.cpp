@@ -39,17 +39,29 @@ TEST(NativeWindowWinTest, AMessageRecordGivesItsNumber) {
     EXPECT_EQ(NativeMessageId(nullptr), 0u);
 }
 
+TEST(NativeWindowWinTest, NoWindowMeansNoMenuAndNoIcons) {
+    EXPECT_FALSE(SetNativeWindowIcons(0));
+    EXPECT_EQ(ShowNativeTrayMenu(0, false, 0, 0, L"Open", L"Exit"), TrayMenuChoice::unavailable);
+}
+
 TEST(NativeWindowWinTest, TheTitleBarAndIconsOfARealWindow) {
-    HWND window = CreateWindowExW(0, L"STATIC", L"Tavrin test", WS_OVERLAPPEDWINDOW, 0, 0, 200, 100,
-                                  nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
-    ASSERT_NE(window, nullptr);
+    WNDCLASSW windowClass{};
+    windowClass.lpfnWndProc = DefWindowProcW;
+    windowClass.hInstance = GetModuleHandleW(nullptr);
+    windowClass.lpszClassName = L"TavrinNativeWindowTest";
+    RegisterClassW(&windowClass);
+    HWND window = CreateWindowExW(0, windowClass.lpszClassName, L"Tavrin test", WS_OVERLAPPEDWINDOW,
+                                  0, 0, 200, 100, nullptr, nullptr, windowClass.hInstance, nullptr);
+    if (window == nullptr) {
+        GTEST_SKIP()
+            << "no top-level window can be created here (Wine without a display gives error "
+            << GetLastError() << ")";
+    }
     ApplyDarkTitleBar(reinterpret_cast<NativeWindowHandle>(window));
     // The test program has no icon resource: the standard application icon stands in.
     EXPECT_TRUE(SetNativeWindowIcons(reinterpret_cast<NativeWindowHandle>(window)));
     EXPECT_NE(SendMessageW(window, WM_GETICON, ICON_SMALL, 0), 0);
     DestroyWindow(window);
-    EXPECT_FALSE(SetNativeWindowIcons(0));
-    EXPECT_EQ(ShowNativeTrayMenu(0, false, 0, 0, L"Open", L"Exit"), TrayMenuChoice::unavailable);
 }
 
 }  // namespace
