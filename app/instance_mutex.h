@@ -14,13 +14,15 @@ public:
     InstanceMutex() = default;
     InstanceMutex(const InstanceMutex&) = delete;
     InstanceMutex& operator=(const InstanceMutex&) = delete;
-    ~InstanceMutex();
+    ~InstanceMutex() { Release(); }
 
     // CreateMutexW on `name`: primary when this process made it, secondary when it existed
     // already (the handle is then closed at once), failed when no handle came back.
     InstanceClaim Claim(std::wstring_view name);
 
 private:
+    void Release();
+
     std::uintptr_t handle_ = 0;
 };
 

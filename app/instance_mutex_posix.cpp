@@ -3,7 +3,9 @@
 
 namespace tavrin {
 
-InstanceMutex::~InstanceMutex() = default;
+void InstanceMutex::Release() {
+    handle_ = 0;
+}
 
 InstanceClaim InstanceMutex::Claim(std::wstring_view /*name*/) {
     return InstanceClaim::failed;

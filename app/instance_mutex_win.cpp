@@ -6,9 +6,10 @@
 
 namespace tavrin {
 
-InstanceMutex::~InstanceMutex() {
+void InstanceMutex::Release() {
     if (handle_ != 0) {
         CloseHandle(reinterpret_cast<HANDLE>(handle_));
+        handle_ = 0;
     }
 }
 
