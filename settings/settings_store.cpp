@@ -164,7 +164,7 @@ QString DerivedServerName(const QString& url) {
     return defaultPort ? host : QStringLiteral("%1:%2").arg(host).arg(cracked.port);
 }
 
-void ReadSettingsFile(const QString& settingsPath, SettingsRecord& record,
+bool ReadSettingsFile(const QString& settingsPath, SettingsRecord& record,
                       const SettingsLoadHooks& hooks) {
     QSettings settings(settingsPath, QSettings::IniFormat);
     record.language =
@@ -188,13 +188,16 @@ void ReadSettingsFile(const QString& settingsPath, SettingsRecord& record,
         record.autostartMode = hooks.registeredModeOr(record.autostartMode);
     }
     record.autoSyncEnabled = settings.value(kAutoSyncEnabled, false).toBool();
-    if (record.autoSyncEnabled && hooks.isTargetUsable &&
-        !hooks.isTargetUsable(record.targetPath, record.targetValidationEnabled)) {
+    const bool autoSyncSwitchedOff =
+        record.autoSyncEnabled && hooks.isTargetUsable &&
+        !hooks.isTargetUsable(record.targetPath, record.targetValidationEnabled);
+    if (autoSyncSwitchedOff) {
         record.autoSyncEnabled = false;
     }
     record.selectedProjects = settings.value(kSelectedProjects).toStringList();
     record.autoSyncProjects = settings.value(kAutoSyncProjects).toStringList();
     ReadProjectPasswords(settings, record);
+    return autoSyncSwitchedOff;
 }
 
 std::map<QString, quint64> ReadAutoSyncRevisions(QSettings& settings) {

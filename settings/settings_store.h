@@ -36,7 +36,8 @@ QString NormalizeStoredServerUrl(const QString& url, bool allowPlainHttp);
 QString DerivedServerName(const QString& url);
 
 // Fills `record` from the file in the documented order, except the auto-sync revisions.
-void ReadSettingsFile(const QString& settingsPath, SettingsRecord& record,
+// True when auto-sync was on in the file and had to be switched off for an unusable folder.
+bool ReadSettingsFile(const QString& settingsPath, SettingsRecord& record,
                       const SettingsLoadHooks& hooks);
 
 // The "AutoSyncRevisions" array: domains trimmed and lower-cased, empty ones skipped, a later

@@ -293,8 +293,7 @@ void TavrinQtWindow::UpdateCommandStates() {
         std::count_if(settings_.servers.begin(), settings_.servers.end(),
                       [](const ServerEntry& s) { return !s.url.trimmed().isEmpty(); });
     const bool targetValid = IsTargetUsable();
-    const auto checked = std::count_if(projectChecks_.begin(), projectChecks_.end(),
-                                       [](const QCheckBox* box) { return box->isChecked(); });
+    const auto checked = CheckedProjectCount();
     if (syncAction_ != nullptr) {
         syncAction_->setEnabled(!busy_ && serverCount >= 1 && targetValid && checked >= 1);
     }
@@ -313,12 +312,16 @@ void TavrinQtWindow::UpdateCommandStates() {
     }
 }
 
+std::ptrdiff_t TavrinQtWindow::CheckedProjectCount() const {
+    return std::count_if(projectChecks_.begin(), projectChecks_.end(),
+                         [](const QCheckBox* box) { return box->isChecked(); });
+}
+
 void TavrinQtWindow::UpdateSelectionCount() {
     if (selectionCount_ == nullptr) {
         return;
     }
-    const auto checked = std::count_if(projectChecks_.begin(), projectChecks_.end(),
-                                       [](const QCheckBox* box) { return box->isChecked(); });
+    const auto checked = CheckedProjectCount();
     selectionCount_->setText(
         Text("label.selected").arg(static_cast<qlonglong>(checked), 0, 10, QLatin1Char(' ')));
 }
@@ -351,12 +354,8 @@ void TavrinQtWindow::LoadSettings() {
     hooks.isTargetUsable = [](const QString& folder, bool validation) {
         return IsUsableTargetFolder(folder.toStdWString(), validation);
     };
-    const bool autoSyncWasOn = QSettings(settingsPath_, QSettings::IniFormat)
-                                   .value(QStringLiteral("auto_sync_enabled"), false)
-                                   .toBool();
     const QString languageBefore = settings_.language;
-    ReadSettingsFile(settingsPath_, settings_, hooks);
-    autoSyncSwitchedOffAtLoad_ = autoSyncWasOn && !settings_.autoSyncEnabled;
+    autoSyncSwitchedOffAtLoad_ = ReadSettingsFile(settingsPath_, settings_, hooks);
     if (settings_.language != languageBefore) {
         if (SetLanguage(settings_.language.toStdString())) {
             Retranslate();

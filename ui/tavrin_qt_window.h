@@ -83,6 +83,7 @@ private:
     void RefreshAutoSyncBadge();
     void ResetProgress();
     void UpdateSelectionCount();
+    std::ptrdiff_t CheckedProjectCount() const;
     bool IsTargetUsable() const;
     void StopSync();
     void JoinRetiredThreads();
