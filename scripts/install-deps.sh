@@ -20,6 +20,8 @@ packages=(
   trayer xdotool x11-utils imagemagick fonts-dejavu-core
   # Windows cross build and its tests
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix mingw-w64-tools wine64 wine
+  # the static Qt for Windows, built from Debian's source packages (scripts/build-qt-windows.sh)
+  dpkg-dev xz-utils perl
 )
 
 missing=()
