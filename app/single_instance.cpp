@@ -1,7 +1,5 @@
 #include "app/single_instance.h"
 
-#include <QLocalServer>
-
 namespace tavrin {
 
 std::uint32_t ShowMainWindowMessage = 0;

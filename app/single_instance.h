@@ -3,7 +3,6 @@
 #include <QObject>
 #include <QString>
 #include <cstdint>
-#include <memory>
 
 #include "app/instance_mutex.h"
 
@@ -40,7 +39,7 @@ signals:
 
 private:
     InstanceMutex mutex_;
-    std::unique_ptr<QLocalServer> server_;
+    QLocalServer* server_ = nullptr;  // a child of this object; Linux only
 };
 
 }  // namespace tavrin

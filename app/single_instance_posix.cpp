@@ -41,13 +41,14 @@ InstanceClaim SingleInstance::Claim() {
     }
     // Nobody answered: a socket file still standing was left by an instance that crashed.
     QLocalServer::removeServer(name);
-    server_ = std::make_unique<QLocalServer>();
+    server_ = new QLocalServer(this);
     server_->setSocketOptions(QLocalServer::UserAccessOption);
     if (!server_->listen(name)) {
-        server_.reset();
+        delete server_;
+        server_ = nullptr;
         return InstanceClaim::failed;
     }
-    connect(server_.get(), &QLocalServer::newConnection, this, [this] {
+    connect(server_, &QLocalServer::newConnection, this, [this] {
         while (QLocalSocket* client = server_->nextPendingConnection()) {
             connect(client, &QLocalSocket::disconnected, client, &QObject::deleteLater);
             const auto readRequest = [this, client] {
