@@ -4,12 +4,15 @@
 #
 #   scripts/test.sh              everything
 #   TAVRIN_SKIP_DEPS=1 ...       do not run scripts/install-deps.sh first
-#   TAVRIN_SUITES="linux" ...    only the named suites (linux, asan, windows-cross)
+#   TAVRIN_SUITES="linux" ...    only the named suites (linux, asan, windows-cross,
+#                                windows-gui)
+# windows-gui builds the Windows Qt first when its cache lacks it (about 20 minutes, once per
+# machine), then runs the window's tests of the Windows build under Wine on Xvfb.
 set -uo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
-suites=${TAVRIN_SUITES:-"linux asan windows-cross"}
+suites=${TAVRIN_SUITES:-"linux asan windows-cross windows-gui"}
 jobs=${TAVRIN_JOBS:-2}
 
 if [ "${TAVRIN_SKIP_DEPS:-0}" != 1 ]; then
@@ -78,7 +81,7 @@ check_tidy() {
     fi
 }
 
-run_suite() {
+build_preset() {
     local preset=$1
     local extra=()
     # The Windows CLI is tested under Wine against the Linux build's server.
@@ -89,46 +92,104 @@ run_suite() {
     if ! cmake --preset "$preset" "${extra[@]}" >"build-$preset.log" 2>&1 ||
         ! cmake --build --preset "$preset" -j "$jobs" >>"build-$preset.log" 2>&1; then
         tail -n 60 "build-$preset.log"
-        record "$preset" /nonexistent 1
-        return
+        return 1
     fi
+    grep -E "^-- The window .* left out" "build-$preset.log" || true
     rm -f "build-$preset.log"
-    step "test: $preset"
-    local report="$root/build/$preset/junit.xml"
+}
+
+# Runs one test preset and records it under `name`.
+test_preset() {
+    local name=$1 preset=$2 build=$3
+    step "test: $name"
+    local report="$root/build/$build/junit-$name.xml"
     rm -f "$report"
     local repeat=()
     # Wine's own client-server link can drop a start ("wine client error ... recvmsg"); such
     # a start is tried once more. A test that fails twice fails the suite.
-    [ "$preset" = windows-cross ] && repeat=(--repeat until-pass:2)
+    [ "$build" = windows-cross ] && repeat=(--repeat until-pass:2)
     ctest --preset "$preset" -j "$jobs" "${repeat[@]}" --output-junit "$report" 2>&1 |
         grep -vE '^ +Start +[0-9]+:|Test +#[0-9]+: .* +Passed +'
-    record "$preset" "$report" "${PIPESTATUS[0]}"
+    record "$name" "$report" "${PIPESTATUS[0]}"
 }
 
-# The Windows suite runs under Wine in a throwaway prefix with a persistent wineserver that
-# has been started once with its output detached; without that, Wine's helper processes keep
-# ctest's pipes open and every test start crawls or hangs.
+run_suite() {
+    local preset=$1
+    if ! build_preset "$preset"; then
+        record "$preset" /nonexistent 1
+        return
+    fi
+    test_preset "$preset" "$preset" "$preset"
+}
+
+# The Windows Qt that Tavrin.exe and the window's Windows tests are built with.
+windows_qt_ready=0
+ensure_windows_qt() {
+    [ "$windows_qt_ready" = 1 ] && return 0
+    step "Qt for Windows (scripts/build-qt-windows.sh)"
+    if bash scripts/build-qt-windows.sh; then
+        windows_qt_ready=1
+        return 0
+    fi
+    return 1
+}
+
+# The Windows suite runs under Wine in a throwaway prefix (cmake/wine-prefix.sh).
 run_windows_suite() {
     export WINEPREFIX="$root/build/windows-cross/wineprefix"
-    export WINEDEBUG=-all WINEARCH=win64
-    export WINEDLLOVERRIDES="mscoree,mshtml=;winemenubuilder.exe=d"
-    # A wineserver left from an earlier run of this prefix would be reached by mistake.
-    [ -d "$WINEPREFIX" ] && /usr/lib/wine/wineserver -k >/dev/null 2>&1 || true
-    rm -rf "$WINEPREFIX"
-    mkdir -p "$WINEPREFIX"
     step "wine: preparing a fresh prefix"
-    /usr/lib/wine/wine64 cmd /c exit </dev/null >/dev/null 2>&1
-    /usr/lib/wine/wineserver -p </dev/null >/dev/null 2>&1
-    /usr/lib/wine/wine64 cmd /c exit </dev/null >/dev/null 2>&1
+    cmake/wine-prefix.sh fresh
     run_suite windows-cross
-    /usr/lib/wine/wineserver -k >/dev/null 2>&1 || true
+    cmake/wine-prefix.sh stop
+}
+
+# The window's tests of the Windows build: Qt Test programs and two real starts of
+# Tavrin.exe, under Wine on an Xvfb display with a tray host, in a prefix of their own.
+run_windows_gui_suite() {
+    if ! ensure_windows_qt; then
+        record windows-gui /nonexistent 1
+        return
+    fi
+    if [ ! -f build/windows-cross/CMakeCache.txt ] ||
+        ! grep -q "^Qt6_DIR:.*mingw-static" build/windows-cross/CMakeCache.txt ||
+        [ ! -f build/windows-cross/ui/Tavrin.exe ]; then
+        if ! build_preset windows-cross; then
+            record windows-gui /nonexistent 1
+            return
+        fi
+    fi
+    if [ ! -f build/windows-cross/ui/Tavrin.exe ]; then
+        echo "windows-gui: the Windows build has no Tavrin.exe (see the configure log)"
+        record windows-gui /nonexistent 1
+        return
+    fi
+    export WINEPREFIX="$root/build/windows-cross/wineprefix-gui"
+    local report="$root/build/windows-cross/junit-windows-gui.xml"
+    rm -f "$report"
+    step "test: windows-gui (Wine on Xvfb with a tray host)"
+    tests/ui/with_tray_host.sh bash -c '
+        cmake/wine-prefix.sh fresh
+        ctest --preset windows-gui -j "$1" --repeat until-pass:2 --output-junit "$2" 2>&1 |
+            grep -vE "^ +Start +[0-9]+:|Test +#[0-9]+: .* +Passed +"
+        rc=${PIPESTATUS[0]}
+        cmake/wine-prefix.sh stop
+        exit "$rc"
+    ' windows-gui "$jobs" "$report"
+    record windows-gui "$report" $?
 }
 
 started=$(date +%s)
 check_format
 for suite in $suites; do
     case "$suite" in
-        windows-cross) run_windows_suite ;;
+        windows-cross)
+            # With the Windows Qt in place first, this build includes Tavrin.exe.
+            if [[ " $suites " == *" windows-gui "* ]]; then
+                ensure_windows_qt || true
+            fi
+            run_windows_suite
+            ;;
+        windows-gui) run_windows_gui_suite ;;
         *) run_suite "$suite" ;;
     esac
     if [ "$suite" = linux ]; then

@@ -7,14 +7,10 @@
 #include "discovery/steam_discovery.h"
 #include "i18n/utf8_conversion.h"
 #include "tests/support/sandbox.h"
+#include "tests/support/wine.h"
 
 namespace tavrin {
 namespace {
-
-bool RunningUnderWine() {
-    const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
-    return ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
-}
 
 void SetValue(const wchar_t* subKey, const wchar_t* name, const std::wstring& value) {
     HKEY key = nullptr;
@@ -35,7 +31,7 @@ TEST(RegistryTest, stringValuesAreReadAndMissingOnesGiveNothing) {
 }
 
 TEST(SteamRootsWinTest, steamExeGivesItsFolderAndDuplicatesIgnoringCaseAreSkipped) {
-    if (!RunningUnderWine()) {
+    if (!test::RunningUnderWine()) {
         GTEST_SKIP() << "writes Steam's own registry values, which only a throwaway Wine prefix "
                         "may have changed";
     }

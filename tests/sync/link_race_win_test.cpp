@@ -10,14 +10,10 @@
 #include "i18n/utf8_conversion.h"
 #include "sync/target_tree.h"
 #include "tests/support/sandbox.h"
+#include "tests/support/wine.h"
 
 namespace tavrin {
 namespace {
-
-bool UnderWine() {
-    const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
-    return ntdll != nullptr && GetProcAddress(ntdll, "wine_get_version") != nullptr;
-}
 
 struct Move {
     bool moved = false;
@@ -46,7 +42,7 @@ TEST(HeldFolderTest, foldersHeldByARunCannotBeRenamedAway) {
 
     const Move folder = TryMove(sandbox / "game" / "content" / "cars", sandbox / "aside");
     const Move game = TryMove(sandbox / "game", sandbox / "game-aside");
-    if (UnderWine() && (folder.moved || game.moved)) {
+    if (test::RunningUnderWine() && (folder.moved || game.moved)) {
         GTEST_SKIP() << "Wine renames a folder that is open without FILE_SHARE_DELETE (Windows "
                         "refuses with a sharing violation); the files still go to the folders "
                         "the run opened, as the Linux races show";

@@ -1,4 +1,5 @@
 // The settings file as the window reads and writes it: real INI files in a sandbox.
+#include <QDir>
 #include <QSettings>
 #include <QtTest>
 #include <cmath>
@@ -174,7 +175,7 @@ private slots:
             return false;
         };
         QVERIFY(!Load(sandbox, hooks).autoSyncEnabled);
-        QCOMPARE(asked, sandbox.Root() + QStringLiteral("/nowhere"));
+        QCOMPARE(asked, QDir::toNativeSeparators(sandbox.Root() + QStringLiteral("/nowhere")));
         hooks.isTargetUsable = [](const QString&, bool) { return true; };
         QVERIFY(Load(sandbox, hooks).autoSyncEnabled);
     }
@@ -184,7 +185,7 @@ private slots:
         SettingsLoadHooks hooks;
         hooks.discoverGameFolder = [] { return QStringLiteral("/games/ac"); };
         const SettingsRecord record = Load(sandbox, hooks);
-        QCOMPARE(record.targetPath, QStringLiteral("/games/ac"));
+        QCOMPARE(record.targetPath, QDir::toNativeSeparators(QStringLiteral("/games/ac")));
         QVERIFY(!QFile::exists(sandbox.SettingsFile()));
     }
 
@@ -245,8 +246,11 @@ private slots:
                  std::wstring(L"fr"));
         QCOMPARE(ReadIniValue(sandbox.SettingsFile().toStdWString(), L"General", L"autostart_mode"),
                  std::wstring(L"window"));
+        // Native separators, each backslash doubled by QSettings' INI escaping.
         QCOMPARE(ReadIniValue(sandbox.SettingsFile().toStdWString(), L"General", L"target_path"),
-                 std::wstring(L"/games/ac"));
+                 QDir::toNativeSeparators(QStringLiteral("/games/ac"))
+                     .replace(QStringLiteral("\\"), QStringLiteral("\\\\"))
+                     .toStdWString());
 
         const SettingsRecord again = [&] {
             SettingsRecord loaded;

@@ -43,7 +43,8 @@ void UiSandbox::WriteSettings(const QByteArray& text) const {
 
 QByteArray UiSandbox::ReadSettings() const {
     QFile file(SettingsFile());
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    // Windows' INI text ends its lines with CR LF; the tests compare lines.
+    return file.open(QIODevice::ReadOnly) ? file.readAll().replace("\r\n", "\n") : QByteArray();
 }
 
 }  // namespace tavrin::test

@@ -24,6 +24,7 @@ public:
     QString MakeGameFolder() const;
     // Writes the settings file as given.
     void WriteSettings(const QByteArray& text) const;
+    // The settings file's text, with LF line ends on every system.
     QByteArray ReadSettings() const;
 
 private:

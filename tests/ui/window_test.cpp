@@ -1,6 +1,7 @@
 // The main window on the offscreen platform, over real settings files and folders.
 #include <QAction>
 #include <QApplication>
+#include <QDir>
 #include <QLabel>
 #include <QProgressBar>
 #include <QSettings>
@@ -81,7 +82,7 @@ private slots:
         QVERIFY(Action(window, "RefreshAction")->isEnabled());
         QVERIFY(!Action(window, "SyncAction")->isEnabled());
         QCOMPARE(window.Settings().servers.size(), std::size_t{1});
-        QCOMPARE(window.Settings().targetPath, game);
+        QCOMPARE(window.Settings().targetPath, QDir::toNativeSeparators(game));
     }
 
     void TheMenuBarAndCommandBarCarryTheirTextsShortcutsAndIcons() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <memory>
 
 namespace tavrin::test {
 
@@ -18,8 +19,9 @@ public:
     int Count();
 
 private:
+    struct Watch;  // the system's folder watch (inotify, or ReadDirectoryChangesW)
     QString fileName_;
-    int descriptor_ = -1;
+    std::unique_ptr<Watch> watch_;
     int count_ = 0;
 };
 

@@ -9,24 +9,31 @@
 
 namespace tavrin::test {
 
-WriteCounter::WriteCounter(const QString& filePath) : fileName_(QFileInfo(filePath).fileName()) {
-    descriptor_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+struct WriteCounter::Watch {
+    int descriptor = -1;
+    ~Watch() {
+        if (descriptor >= 0) {
+            close(descriptor);
+        }
+    }
+};
+
+WriteCounter::WriteCounter(const QString& filePath)
+    : fileName_(QFileInfo(filePath).fileName()), watch_(std::make_unique<Watch>()) {
+    watch_->descriptor = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     const QByteArray folder = QFile::encodeName(QFileInfo(filePath).absolutePath());
-    if (descriptor_ < 0 || inotify_add_watch(descriptor_, folder.constData(), IN_MOVED_TO) < 0) {
+    if (watch_->descriptor < 0 ||
+        inotify_add_watch(watch_->descriptor, folder.constData(), IN_MOVED_TO) < 0) {
         qFatal("cannot watch %s", folder.constData());
     }
 }
 
-WriteCounter::~WriteCounter() {
-    if (descriptor_ >= 0) {
-        close(descriptor_);
-    }
-}
+WriteCounter::~WriteCounter() = default;
 
 int WriteCounter::Count() {
     alignas(inotify_event) char buffer[16384];
     for (;;) {
-        const ssize_t length = read(descriptor_, buffer, sizeof buffer);
+        const ssize_t length = read(watch_->descriptor, buffer, sizeof buffer);
         if (length <= 0) {
             return count_;
         }
