@@ -41,6 +41,16 @@ bool WantsHiddenStart(const QStringList& arguments) {
            arguments.contains(QStringLiteral("--minimized-to-tray"));
 }
 
+// The toolkit's own guess for a missing family can be a serif face (as under Wine).
+void InstallFontSubstitutes() {
+    QFont::insertSubstitutions(QStringLiteral("Segoe UI"),
+                               {QStringLiteral("Tahoma"), QStringLiteral("DejaVu Sans"),
+                                QStringLiteral("Noto Sans"), QStringLiteral("Liberation Sans")});
+    QFont::insertSubstitutions(QStringLiteral("Consolas"),
+                               {QStringLiteral("DejaVu Sans Mono"),
+                                QStringLiteral("Liberation Mono"), QStringLiteral("Courier New")});
+}
+
 int RunTavrin(int argc, char** argv) {
     QApplication application(argc, argv);
     QGuiApplication::setWindowIcon(ApplicationIcon());
@@ -49,6 +59,7 @@ int RunTavrin(int argc, char** argv) {
     QCoreApplication::setApplicationVersion(QStringLiteral("1.0.0"));
     QCoreApplication::setOrganizationName(kProductDomain);
     QCoreApplication::setOrganizationDomain(kProductDomain);
+    InstallFontSubstitutes();
     QFont font(QStringLiteral("Segoe UI"));
     font.setPointSizeF(10.0);
     QApplication::setFont(font);

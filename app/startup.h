@@ -19,4 +19,7 @@ QIcon ApplicationIcon();
 // "--minimized-to-tray", matched exactly).
 bool WantsHiddenStart(const QStringList& arguments);
 
+// Look-alike fonts for "Segoe UI" and "Consolas" where the system lacks them.
+void InstallFontSubstitutes();
+
 }  // namespace tavrin

@@ -15,6 +15,7 @@
 
 #include "app/native_window.h"
 #include "app/single_instance.h"
+#include "app/startup.h"
 #include "i18n/translator.h"
 #include "tests/support/wine.h"
 #include "ui/tavrin_qt_window.h"
@@ -264,6 +265,18 @@ private slots:
         QCOMPARE(IconBits(smallIcon), IconBits(resource));
         QVERIFY(IconBits(smallIcon) != IconBits(LoadIconW(nullptr, IDI_APPLICATION)));
         DestroyIcon(resource);
+    }
+
+    void TheWindowsFontsResolveToThemselvesOrLookAlikes() {
+        InstallFontSubstitutes();
+        const QStringList sans{QStringLiteral("Segoe UI"), QStringLiteral("Tahoma"),
+                               QStringLiteral("DejaVu Sans"), QStringLiteral("Noto Sans"),
+                               QStringLiteral("Liberation Sans")};
+        const QString ui = QFontInfo(QFont(QStringLiteral("Segoe UI"))).family();
+        QVERIFY2(sans.contains(ui), qPrintable(ui));
+        QFont log(QStringLiteral("Consolas"));
+        log.setStyleHint(QFont::Monospace);
+        QVERIFY(QFontInfo(log).fixedPitch());
     }
 
     void TheTitleBarIsAskedToBeDark() {
