@@ -90,6 +90,7 @@ TavrinQtWindow::TavrinQtWindow() {
     UpdateCommandStates();
     if (!shuttingDown_.load()) {
         ApplyAutoSyncState();
+        RefreshProjectLists(false);
     }
     statusBar()->showMessage(Text("status.ready"), kReadyMessageMs);
     QTimer::singleShot(kStartupToastDelayMs, this,
@@ -154,6 +155,7 @@ void TavrinQtWindow::BuildCommandBar() {
     stopAction_->setObjectName(QStringLiteral("StopAction"));
     stopAction_->setShortcut(QKeySequence(Qt::Key_Escape));
     stopAction_->setVisible(false);
+    connect(refreshAction_, &QAction::triggered, this, [this] { RefreshProjectLists(true); });
 }
 
 QWidget* TavrinQtWindow::BuildProjectSection() {
@@ -171,6 +173,7 @@ QWidget* TavrinQtWindow::BuildProjectSection() {
     selectionCount_ = MakeLabel(QStringLiteral("HintLabel"), section);
     projectContainer_ = new QWidget(section);
     projectContainer_->setObjectName(QStringLiteral("ProjectContainer"));
+    projectContainer_->installEventFilter(this);  // its width decides the grid's columns
     projectGrid_ = new QGridLayout(projectContainer_);
     projectGrid_->setContentsMargins(0, 0, 0, 0);
     projectGrid_->setHorizontalSpacing(8);
@@ -323,7 +326,9 @@ void TavrinQtWindow::UpdateSelectionCount() {
     }
     const auto checked = CheckedProjectCount();
     selectionCount_->setText(
-        Text("label.selected").arg(static_cast<qlonglong>(checked), 0, 10, QLatin1Char(' ')));
+        Text("label.selected_of_total")
+            .arg(static_cast<qlonglong>(checked), 0, 10, QLatin1Char(' '))
+            .arg(static_cast<qlonglong>(projectChecks_.size()), 0, 10, QLatin1Char(' ')));
 }
 
 void TavrinQtWindow::RefreshAutoSyncBadge() {
@@ -332,15 +337,6 @@ void TavrinQtWindow::RefreshAutoSyncBadge() {
     }
     autoSyncBadge_->setText(Text("badge.auto_sync_active"));
     autoSyncBadge_->setVisible(settings_.autoSyncEnabled);
-}
-
-void TavrinQtWindow::ResetProgress() {
-    currentFile_->setText(Text("progress.current_file_default"));
-    progressBar_->setRange(0, 1);
-    progressBar_->setValue(0);
-    bytesLabel_->setText(Text("progress.bytes_default"));
-    speedLabel_->setText(Text("progress.speed_default"));
-    etaLabel_->setText(Text("progress.eta_total_unknown"));
 }
 
 void TavrinQtWindow::LoadSettings() {

@@ -10,6 +10,9 @@
 #include <vector>
 
 #include "settings/settings_record.h"
+#include "sync/progress.h"
+#include "sync/remaining_time.h"
+#include "ui/project_entry.h"
 
 class QAction;
 class QCheckBox;
@@ -53,6 +56,19 @@ public:
     void ScheduleTrayRetry();
     void ShowToast(const char* key);
 
+    // The project section: lists loaded from the selected servers on a worker thread, one
+    // check box per project, ticks kept by project key.
+    void RefreshProjectLists(bool force);
+    QStringList CheckedProjectKeys() const;
+    const std::vector<ProjectEntry>& ProjectEntries() const { return projectEntries_; }
+    void ReflowProjectGrid();
+
+    // The sync section and the log.
+    void ShowProgress(const ProgressMessage& message);
+    void ResetProgress();
+    void SetProgressPhase(bool comparing, bool force);
+    void AppendLog(const QString& text, bool bold);
+
     const SettingsRecord& Settings() const { return settings_; }
     const QString& SettingsPath() const { return settingsPath_; }
     const QString& ClientIdText() const { return clientId_; }
@@ -66,6 +82,7 @@ protected:
     void showEvent(QShowEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     bool nativeEvent(const QByteArray& eventType, void* message, qintptr* result) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void BuildUi();
@@ -81,8 +98,17 @@ private:
     void SaveSettings();
     void ApplyAutoSyncState();
     void RefreshAutoSyncBadge();
-    void ResetProgress();
     void UpdateSelectionCount();
+    struct ProjectListsResult {
+        std::uint64_t request = 0;
+        std::vector<ProjectEntry> entries;
+        QStringList warnings;
+        bool anyLoaded = false;
+    };
+    void OnProjectListsLoaded(const ProjectListsResult& result);
+    void RebuildProjectChecks(const QStringList& keys);
+    void ShowProjectPlaceholder(const char* key);
+    void OnProjectToggled();
     std::ptrdiff_t CheckedProjectCount() const;
     bool IsTargetUsable() const;
     void StopSync();
@@ -132,6 +158,10 @@ private:
     QGridLayout* projectGrid_ = nullptr;
     QLabel* projectPlaceholder_ = nullptr;
     std::vector<QCheckBox*> projectChecks_;
+    std::vector<ProjectEntry> projectEntries_;
+    QString projectListSignature_;
+    QStringList keysToRestore_;
+    std::atomic<std::uint64_t> projectListRequest_{0};
     QLabel* syncTitle_ = nullptr;
     QLabel* autoSyncBadge_ = nullptr;
     QLabel* currentFile_ = nullptr;
@@ -141,6 +171,11 @@ private:
     QLabel* etaLabel_ = nullptr;
     QLabel* logTitle_ = nullptr;
     QTextEdit* logView_ = nullptr;
+    bool progressRunning_ = false;
+    bool cancelShown_ = false;
+    bool lastPhaseComparing_ = false;
+    bool phaseApplied_ = false;
+    RemainingTimeEstimator remaining_;
     QSystemTrayIcon* trayIcon_ = nullptr;
     QMenu* trayMenu_ = nullptr;
     QAction* trayOpenAction_ = nullptr;

@@ -173,7 +173,14 @@ void TavrinQtWindow::showEvent(QShowEvent* event) {
 
 void TavrinQtWindow::resizeEvent(QResizeEvent* event) {
     QMainWindow::resizeEvent(event);
-    // The project check boxes re-flow here once the project list fills the grid.
+    ReflowProjectGrid();
+}
+
+bool TavrinQtWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == projectContainer_ && event->type() == QEvent::Resize) {
+        ReflowProjectGrid();
+    }
+    return QMainWindow::eventFilter(watched, event);
 }
 
 bool TavrinQtWindow::nativeEvent(const QByteArray& eventType, void* message, qintptr* result) {

@@ -112,6 +112,15 @@ ScriptedReply ContentServer::Answer(const RecordedRequest& request) {
         return required == passwords_.end() ||
                request.Header("X-Project-Password") == required->second;
     };
+    if (request.target == "/list_projects_meta") {
+        std::string json = "[";
+        for (const auto& [project, files] : projects_) {
+            json += (json.size() > 1 ? ",{\"name\":\"" : "{\"name\":\"") + project +
+                    "\",\"requires_password\":" +
+                    (passwords_.count(project) != 0 ? "true}" : "false}");
+        }
+        return ScriptedReply::Status(200, json + "]");
+    }
     const std::string listPrefix = "/file_list/";
     const std::string downloadPrefix = "/download_file/";
     if (request.target.rfind(listPrefix, 0) == 0) {

@@ -9,7 +9,8 @@
 
 namespace tavrin::test {
 
-// A content server on the test server: projects of files, their file lists at
+// A content server on the test server: its projects at "/list_projects_meta" (with their
+// password flags), projects of files, their file lists at
 // "/file_list/<project>" and their bytes at "/download_file/<project>/<path>", with hooks to
 // make single downloads misbehave. Digests are real SHA-256 values.
 class ContentServer {

@@ -69,7 +69,8 @@ private slots:
         const auto labels =
             window.findChild<QWidget*>(QStringLiteral("ProjectContainer"))->findChildren<QLabel*>();
         QCOMPARE(labels.size(), 1);
-        QCOMPARE(labels.front()->text(), QStringLiteral("No projects loaded yet."));
+        QCOMPARE(labels.front()->text(),
+                 QStringLiteral("No server set up yet. Add one in the settings."));
         QCOMPARE(window.minimumSize(), QSize(560, 350));
     }
 
@@ -122,7 +123,9 @@ private slots:
         QCOMPARE(Label(window, "SpeedLabel")->text(), QStringLiteral("Speed: –"));
         QCOMPARE(Label(window, "EtaLabel")->text(), QStringLiteral("Time remaining: unknown"));
         auto* progress = window.findChild<QProgressBar*>(QStringLiteral("SyncProgress"));
-        QCOMPARE(progress->maximum(), 1);
+        QCOMPARE(progress->maximum(), 100);
+        // Idle, the bar has the download phase's blue chunk.
+        QVERIFY(progress->styleSheet().contains(QStringLiteral("stop:0 #1f74cf, stop:1 #33a6e3")));
         QCOMPARE(progress->value(), 0);
         QVERIFY(!progress->isTextVisible());
         auto* log = window.findChild<QTextEdit*>(QStringLiteral("LogView"));
