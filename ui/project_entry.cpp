@@ -20,6 +20,10 @@ QString ProjectKey(const ProjectEntry& entry) {
     return ProjectKey(entry.serverUrl, QString::fromStdString(entry.projectName));
 }
 
+QString PasswordKey(const QString& serverUrl, const QString& projectName) {
+    return ProjectKey(serverUrl, projectName).toLower();
+}
+
 QString NormalizedProjectKey(const QString& key) {
     const qsizetype bar = key.indexOf(QLatin1Char('|'));
     return bar < 0 ? key : ProjectKey(key.left(bar), key.mid(bar + 1));

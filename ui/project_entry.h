@@ -29,6 +29,9 @@ struct ServerWorkItem {
 // remembered selections and passwords are all kept under this key.
 QString ProjectKey(const QString& serverUrl, const QString& projectName);
 QString ProjectKey(const ProjectEntry& entry);
+// The key remembered passwords are kept under: the project key wholly in lower case, as the
+// settings file stores it.
+QString PasswordKey(const QString& serverUrl, const QString& projectName);
 // A key as stored elsewhere, with its server part brought to lower case.
 QString NormalizedProjectKey(const QString& key);
 

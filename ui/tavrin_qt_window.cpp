@@ -127,7 +127,8 @@ void TavrinQtWindow::BuildUi() {
 
     // The settings dialog, the legal texts, the project lists and the sync command hang on
     // these actions; the stop command cancels whatever runs.
-    connect(stopAction_, &QAction::triggered, this, [this] { StopSync(); });
+    connect(stopAction_, &QAction::triggered, this, [this] { CancelSync(); });
+    connect(syncAction_, &QAction::triggered, this, [this] { RequestSync(false, QString()); });
 
     Retranslate();
     UpdateSelectionCount();
@@ -435,12 +436,6 @@ void TavrinQtWindow::SaveSettings() {
     WriteSettingsFile(settingsPath_, settings_, revisions);
 }
 
-void TavrinQtWindow::StopSync() {
-    if (busy_) {
-        cancelRequested_.store(true);
-    }
-}
-
 void TavrinQtWindow::RetireThread(std::thread thread) {
     if (!thread.joinable()) {
         return;
@@ -489,6 +484,11 @@ void TavrinQtWindow::Shutdown() {
     }
     autoSyncThreads_.clear();
     if (syncThread_.joinable()) {
+        // The worker may be waiting on a question to this thread; keep answering (every
+        // answer is "no" now) until it has ended.
+        while (!syncWorkerDone_.load()) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        }
         syncThread_.join();
     }
     if (projectLoaderThread_.joinable()) {

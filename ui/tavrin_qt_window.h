@@ -1,9 +1,12 @@
 #pragma once
 
+#include <QHash>
 #include <QMainWindow>
 #include <QPointer>
+#include <QSet>
 #include <QString>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <thread>
@@ -63,6 +66,17 @@ public:
     const std::vector<ProjectEntry>& ProjectEntries() const { return projectEntries_; }
     void ReflowProjectGrid();
 
+    // The sync command: preconditions, one worker calling the engine per server, the result.
+    void RequestSync(bool automatic, const QString& reason);
+    void CancelSync();
+    bool IsBusy() const { return busy_.load(); }
+
+    // Project passwords: asked for in a dialog, remembered per project key.
+    bool PromptProjectPassword(const ProjectEntry& entry, bool retry, QString& password);
+    void RememberProjectPassword(const QString& serverUrl, const QString& project,
+                                 const QString& password);
+    bool CheckSelectionPasswords(const QStringList& selection, bool automatic);
+
     // The sync section and the log.
     void ShowProgress(const ProgressMessage& message);
     void ResetProgress();
@@ -109,9 +123,18 @@ private:
     void RebuildProjectChecks(const QStringList& keys);
     void ShowProjectPlaceholder(const char* key);
     void OnProjectToggled();
+    struct SyncOutcome {
+        bool ok = false;
+        QString message;
+        bool automatic = false;
+    };
+    void StartSync(bool automatic, const QString& reason, const QString& targetPath,
+                   const QStringList& selection);
+    void OnSyncFinished(const SyncOutcome& outcome);
+    void WarnModally(const char* titleKey, const QString& text);
+    const ProjectEntry* FindProjectEntry(const QString& key) const;
     std::ptrdiff_t CheckedProjectCount() const;
     bool IsTargetUsable() const;
-    void StopSync();
     void JoinRetiredThreads();
 
     // Settings and identity.
@@ -122,7 +145,15 @@ private:
     std::mutex revisionsMutex_;  // guards settings_.autoSyncRevisions
 
     // State.
-    bool busy_ = false;
+    std::atomic<bool> busy_{false};
+    std::atomic<bool> starting_{false};
+    std::atomic<bool> syncWorkerDone_{true};
+    bool followUpPending_ = false;
+    QStringList lastRunSelection_;
+    std::chrono::steady_clock::time_point runStarted_;
+    QSet<QString> passwordPromptsOpen_;
+    QHash<QString, bool> passwordPromptAnswered_;
+    QHash<QString, QString> passwordPromptAnswers_;
     std::atomic<bool> cancelRequested_{false};
     std::atomic<bool> shuttingDown_{false};
     std::atomic<std::uint64_t> autoSyncGeneration_{1};

@@ -1,0 +1,134 @@
+// Project passwords: asked for in a small modal dialog, remembered per project key.
+#include <QCoreApplication>
+#include <QInputDialog>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QTimer>
+
+#include "app/native_window.h"
+#include "i18n/translator.h"
+#include "ui/tavrin_qt_window.h"
+
+namespace tavrin {
+
+namespace {
+
+constexpr int kDialogWidth = 420;
+constexpr int kWaitRoundMs = 25;
+
+QString Text(const char* key) {
+    return QString::fromStdString(tr(key));
+}
+
+}  // namespace
+
+const ProjectEntry* TavrinQtWindow::FindProjectEntry(const QString& key) const {
+    const QString wanted = NormalizedProjectKey(key);
+    for (const ProjectEntry& entry : projectEntries_) {
+        if (ProjectKey(entry) == wanted) {
+            return &entry;
+        }
+    }
+    return nullptr;
+}
+
+bool TavrinQtWindow::CheckSelectionPasswords(const QStringList& selection, bool automatic) {
+    for (const QString& key : selection) {
+        const ProjectEntry* entry = FindProjectEntry(key);
+        if (entry == nullptr || !entry->requiresPassword ||
+            !settings_.projectPasswords
+                 .value(PasswordKey(entry->serverUrl, QString::fromStdString(entry->projectName)))
+                 .isEmpty()) {
+            continue;
+        }
+        const ProjectEntry asked = *entry;  // the lists may be reloaded while the dialog is open
+        QString answer;
+        if (!PromptProjectPassword(asked, false, answer)) {
+            if (automatic) {
+                AppendLog(Text("log.project_password_prompt_cancelled")
+                              .arg(QString::fromStdString(asked.projectName)),
+                          false);
+            }
+            return false;
+        }
+        RememberProjectPassword(asked.serverUrl, QString::fromStdString(asked.projectName), answer);
+    }
+    return true;
+}
+
+bool TavrinQtWindow::PromptProjectPassword(const ProjectEntry& entry, bool retry,
+                                           QString& password) {
+    const QString project = QString::fromStdString(entry.projectName);
+    const QString key = ProjectKey(entry);
+    if (!key.isEmpty()) {
+        // Another request for the same project is being answered: take its outcome.
+        while (passwordPromptsOpen_.contains(key)) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents, kWaitRoundMs);
+        }
+        if (passwordPromptAnswered_.contains(key)) {
+            if (!passwordPromptAnswered_.value(key)) {
+                return false;
+            }
+            const QString answer = passwordPromptAnswers_.value(key);
+            if (!answer.isEmpty()) {
+                password = answer;
+                return true;
+            }
+        }
+    }
+    passwordPromptsOpen_.insert(key);
+    bool showRetry = retry;
+    for (;;) {
+        QInputDialog dialog(this);
+        dialog.setObjectName(QStringLiteral("ProjectPasswordDialog"));
+        dialog.setWindowTitle(Text("dialog.project_password_title"));
+        dialog.setLabelText(Text(showRetry ? "dialog.project_password_prompt_retry"
+                                           : "dialog.project_password_prompt")
+                                .arg(project));
+        dialog.setTextEchoMode(QLineEdit::Password);
+        dialog.setOkButtonText(Text("button.ok"));
+        dialog.setCancelButtonText(Text("button.cancel"));
+        dialog.resize(kDialogWidth, dialog.sizeHint().height());
+        QTimer::singleShot(0, &dialog, [&dialog] {
+            SetNativeWindowIcons(static_cast<NativeWindowHandle>(dialog.winId()));
+            dialog.raise();
+            dialog.activateWindow();
+        });
+        if (dialog.exec() != QDialog::Accepted) {
+            passwordPromptAnswered_.insert(key, false);
+            passwordPromptAnswers_.remove(key);
+            passwordPromptsOpen_.remove(key);
+            return false;
+        }
+        const QString text = dialog.textValue();
+        if (text.isEmpty()) {
+            QMessageBox box(QMessageBox::Warning, Text("dialog.project_password_title"),
+                            Text("error.project_password_required").arg(project), QMessageBox::Ok,
+                            this, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
+            box.exec();
+            showRetry = false;
+            continue;
+        }
+        passwordPromptAnswered_.insert(key, true);
+        passwordPromptAnswers_.insert(key, text);
+        passwordPromptsOpen_.remove(key);
+        password = text;
+        return true;
+    }
+}
+
+void TavrinQtWindow::RememberProjectPassword(const QString& serverUrl, const QString& project,
+                                             const QString& password) {
+    if (serverUrl.trimmed().isEmpty() || project.isEmpty()) {
+        return;
+    }
+    const QString key = PasswordKey(serverUrl, project);
+    if (password.isEmpty()) {
+        settings_.projectPasswords.remove(key);
+    } else {
+        settings_.projectPasswords.insert(key, password);
+    }
+    ScheduleSettingsSave();
+}
+
+}  // namespace tavrin
