@@ -115,9 +115,9 @@ ScriptedReply ContentServer::Answer(const RecordedRequest& request) {
     if (request.target == "/list_projects_meta") {
         std::string json = "[";
         for (const auto& [project, files] : projects_) {
-            json += (json.size() > 1 ? ",{\"name\":\"" : "{\"name\":\"") + project +
-                    "\",\"requires_password\":" +
-                    (passwords_.count(project) != 0 ? "true}" : "false}");
+            json +=
+                (json.size() > 1 ? ",{\"name\":\"" : "{\"name\":\"") + project +
+                "\",\"requires_password\":" + (passwords_.count(project) != 0 ? "true}" : "false}");
         }
         return ScriptedReply::Status(200, json + "]");
     }
