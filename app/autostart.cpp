@@ -3,14 +3,11 @@
 #include "base/executable_directory.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
+#include "ui/ui_text.h"
 
 namespace tavrin {
 
 namespace {
-
-QString Translated(const char* key) {
-    return QString::fromStdString(tr(key));
-}
 
 std::wstring OwnExecutable() {
     return PathToWide(ExecutablePath());
@@ -37,22 +34,22 @@ bool SetAutostart(bool enabled, AutostartMode mode, QString& errorText) {
         const std::wstring executable = OwnExecutable();
         if (executable.empty() ||
             !WriteAutostartValue(QString::fromStdWString(AutostartCommandFor(executable, mode)))) {
-            errorText = Translated("error.autostart_registry_write_failed");
+            errorText = Text("error.autostart_registry_write_failed");
             return false;
         }
         const AutostartState state = QueryAutostart();
         if (!state.exists || !state.parsed || !state.matchesExecutable || state.mode != mode) {
-            errorText = Translated("error.autostart_registry_verify_enable_failed");
+            errorText = Text("error.autostart_registry_verify_enable_failed");
             return false;
         }
         return true;
     }
     if (!RemoveAutostartValue()) {
-        errorText = Translated("error.autostart_registry_write_failed");
+        errorText = Text("error.autostart_registry_write_failed");
         return false;
     }
     if (QueryAutostart().exists) {
-        errorText = Translated("error.autostart_registry_verify_disable_failed");
+        errorText = Text("error.autostart_registry_verify_disable_failed");
         return false;
     }
     return true;

@@ -8,6 +8,7 @@
 #include "app/native_window.h"
 #include "i18n/translator.h"
 #include "ui/tavrin_qt_window.h"
+#include "ui/ui_text.h"
 
 namespace tavrin {
 
@@ -15,10 +16,6 @@ namespace {
 
 constexpr int kDialogWidth = 420;
 constexpr int kWaitRoundMs = 25;
-
-QString Text(const char* key) {
-    return QString::fromStdString(tr(key));
-}
 
 }  // namespace
 

@@ -10,14 +10,11 @@
 #include "i18n/translator.h"
 #include "sync/progress_format.h"
 #include "ui/tavrin_qt_window.h"
+#include "ui/ui_text.h"
 
 namespace tavrin {
 
 namespace {
-
-QString Text(const char* key) {
-    return QString::fromStdString(tr(key));
-}
 
 const QString kBarStyle = QStringLiteral(
     "QProgressBar{border:1px solid #536072;border-radius:6px;background:#1f252d;"

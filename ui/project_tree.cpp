@@ -11,6 +11,7 @@
 #include "i18n/translator.h"
 #include "net/project_list.h"
 #include "ui/tavrin_qt_window.h"
+#include "ui/ui_text.h"
 
 namespace tavrin {
 
@@ -19,10 +20,6 @@ namespace {
 constexpr int kLoadedMessageMs = 3500;
 constexpr int kFailedMessageMs = 5000;
 constexpr int kCheckMinimumHeight = 22;
-
-QString Text(const char* key) {
-    return QString::fromStdString(tr(key));
-}
 
 }  // namespace
 
@@ -118,12 +115,16 @@ void TavrinQtWindow::OnProjectListsLoaded(const ProjectListsResult& result) {
     UpdateCommandStates();
 }
 
-void TavrinQtWindow::ShowProjectPlaceholder(const char* key) {
+void TavrinQtWindow::ClearProjectChecks() {
     for (QCheckBox* box : projectChecks_) {
         projectGrid_->removeWidget(box);
         box->deleteLater();
     }
     projectChecks_.clear();
+}
+
+void TavrinQtWindow::ShowProjectPlaceholder(const char* key) {
+    ClearProjectChecks();
     if (projectPlaceholder_ == nullptr) {
         projectPlaceholder_ = new QLabel(projectContainer_);
         projectPlaceholder_->setObjectName(QStringLiteral("HintLabel"));
@@ -136,11 +137,7 @@ void TavrinQtWindow::ShowProjectPlaceholder(const char* key) {
 }
 
 void TavrinQtWindow::RebuildProjectChecks(const QStringList& keys) {
-    for (QCheckBox* box : projectChecks_) {
-        projectGrid_->removeWidget(box);
-        box->deleteLater();
-    }
-    projectChecks_.clear();
+    ClearProjectChecks();
     if (projectPlaceholder_ != nullptr) {
         projectGrid_->removeWidget(projectPlaceholder_);
         projectPlaceholder_->deleteLater();

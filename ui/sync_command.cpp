@@ -11,14 +11,11 @@
 #include "sync/progress_format.h"
 #include "sync/sync_run.h"
 #include "ui/tavrin_qt_window.h"
+#include "ui/ui_text.h"
 
 namespace tavrin {
 
 namespace {
-
-QString Text(const char* key) {
-    return QString::fromStdString(tr(key));
-}
 
 QString Number(std::uint64_t value) {
     return QString::number(value, 10);
@@ -104,15 +101,16 @@ void TavrinQtWindow::RequestSync(bool automatic, const QString& reason) {
         }
         return;
     }
-    if (BuildServerWorkItems(servers, selection).empty()) {
+    std::vector<ServerWorkItem> items = BuildServerWorkItems(servers, selection);
+    if (items.empty()) {
         starting_.store(false);
         return;
     }
-    StartSync(automatic, reason, target, selection);
+    StartSync(automatic, reason, target, selection, std::move(items));
 }
 
 void TavrinQtWindow::StartSync(bool automatic, const QString& reason, const QString& targetPath,
-                               const QStringList& selection) {
+                               const QStringList& selection, std::vector<ServerWorkItem> items) {
     followUpPending_ = false;
     lastRunSelection_ = selection;
     cancelRequested_.store(false);
@@ -135,7 +133,7 @@ void TavrinQtWindow::StartSync(bool automatic, const QString& reason, const QStr
     }
 
     std::vector<ServerJob> jobs;
-    for (ServerWorkItem& item : BuildServerWorkItems(SelectedServers(settings_), selection)) {
+    for (ServerWorkItem& item : items) {
         ServerJob job{std::move(item), {}};
         for (const std::string& project : job.item.projects) {
             const QString password = settings_.projectPasswords.value(

@@ -1,4 +1,5 @@
 #include "ui/tavrin_qt_window.h"
+#include "ui/ui_text.h"
 
 #include <QAction>
 #include <QApplication>
@@ -40,10 +41,6 @@ namespace {
 constexpr int kSaveDelayMs = 700;
 constexpr int kReadyMessageMs = 2500;
 constexpr int kStartupToastDelayMs = 450;
-
-QString Text(const char* key) {
-    return QString::fromStdString(tr(key));
-}
 
 QFrame* MakeDivider(QWidget* parent) {
     auto* divider = new QFrame(parent);

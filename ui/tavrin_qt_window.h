@@ -94,7 +94,6 @@ public:
 protected:
     void closeEvent(QCloseEvent* event) override;
     void showEvent(QShowEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
     bool nativeEvent(const QByteArray& eventType, void* message, qintptr* result) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
@@ -122,6 +121,7 @@ private:
     void OnProjectListsLoaded(const ProjectListsResult& result);
     void RebuildProjectChecks(const QStringList& keys);
     void ShowProjectPlaceholder(const char* key);
+    void ClearProjectChecks();
     void OnProjectToggled();
     struct SyncOutcome {
         bool ok = false;
@@ -129,7 +129,7 @@ private:
         bool automatic = false;
     };
     void StartSync(bool automatic, const QString& reason, const QString& targetPath,
-                   const QStringList& selection);
+                   const QStringList& selection, std::vector<ServerWorkItem> items);
     void OnSyncFinished(const SyncOutcome& outcome);
     void WarnModally(const char* titleKey, const QString& text);
     const ProjectEntry* FindProjectEntry(const QString& key) const;

@@ -11,6 +11,7 @@
 #include "app/single_instance.h"
 #include "i18n/translator.h"
 #include "ui/tavrin_qt_window.h"
+#include "ui/ui_text.h"
 
 namespace tavrin {
 
@@ -23,10 +24,6 @@ constexpr int kToastMs = 7000;
 constexpr unsigned kSettingChange = 26;
 constexpr unsigned kThemeChanged = 794;
 constexpr unsigned kColorizationChanged = 800;
-
-QString Text(const char* key) {
-    return QString::fromStdString(tr(key));
-}
 
 QIcon ProgramIconAt(int size) {
     const QIcon resource(QStringLiteral(":/assets/app.ico"));
@@ -171,11 +168,8 @@ void TavrinQtWindow::showEvent(QShowEvent* event) {
     }
 }
 
-void TavrinQtWindow::resizeEvent(QResizeEvent* event) {
-    QMainWindow::resizeEvent(event);
-    ReflowProjectGrid();
-}
-
+// The project container's own size decides the grid's columns, once the window's layout has
+// given it its new width.
 bool TavrinQtWindow::eventFilter(QObject* watched, QEvent* event) {
     if (watched == projectContainer_ && event->type() == QEvent::Resize) {
         ReflowProjectGrid();
