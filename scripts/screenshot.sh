@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Takes the README's pictures of the window, each on Xvfb with a tray host:
-#   docs/screenshots/main-window.png          tavrin on Linux, on a prepared data folder (one
-#                                             server, a sample game folder, auto-sync on)
+#   docs/screenshots/main-window.png          tavrin on Linux, on the demo's server
+#                                             (tavrin-server publishing examples/content), two
+#                                             projects ticked, a sample game folder, auto-sync on
 #   docs/screenshots/windows-main-window.png  Tavrin.exe under Wine, on the demo's server
 #                                             (tavrin-server publishing examples/content) and
 #                                             a sample game folder; taken when the Windows
@@ -18,20 +19,40 @@ cmake --preset linux >/dev/null
 cmake --build --preset linux --target tavrin tavrin-server -j 2 >/dev/null
 
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
 mkdir -p "$work/data" "$work/Assetto Corsa/content"
 printf 'MZ' >"$work/Assetto Corsa/AssettoCorsa.exe"
-cat >"$work/data/Tavrin.ini" <<INI
+
+# Both pictures show the demo's server: tavrin-server publishing examples/content.
+port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
+build/linux/server/tavrin-server --root examples/content --listen "127.0.0.1:$port" \
+    --password "Club Pack=club" 2>"$work/server.log" &
+server=$!
+trap 'kill $server 2>/dev/null || true; rm -rf "$work"' EXIT
+url="http://127.0.0.1:$port"
+for _ in $(seq 50); do
+    curl -s "$url/list_projects" >/dev/null && break
+    sleep 0.1
+done
+
+# Settings for the demo's server with two projects ticked; $1 is the game folder's path as
+# the program writes it.
+write_settings() {
+    cat >"$work/data/Tavrin.ini" <<INI
 [General]
 language=${TAVRIN_SCREENSHOT_LANGUAGE:-en}
-target_path=$work/Assetto Corsa
-auto_sync_enabled=true
+http_lock_enabled=false
+target_path=$1
+auto_sync_enabled=${2:-false}
+selected_domains=$url
+selected_projects=$url|Tavrin Showroom, $url|Nordic Tracks
 
 [Domains]
 count=1
-domain_0_name=Club server
-domain_0_url=https://content.example.org
+domain_0_name=Demo server
+domain_0_url=$url
 INI
+}
+write_settings "$work/Assetto Corsa" true
 
 output=docs/screenshots/main-window.png
 mkdir -p "$(dirname "$output")"
@@ -48,7 +69,7 @@ TAVRIN_DATA_DIR="$work/data" HOME="$work" XDG_CONFIG_HOME="$work/config" \
             sleep 0.1
         done
         [ -n "${window:-}" ] || { echo "the window did not appear" >&2; kill $pid; exit 1; }
-        sleep 1.5  # until the first paint and the status message are done
+        sleep 2.5  # until the project lists are in and painted
         import -window "$window" "$0"
         kill $pid
     ' "$output"
@@ -63,27 +84,10 @@ fi
 cmake --preset windows-cross >/dev/null
 cmake --build --preset windows-cross --target tavrin -j 2 >/dev/null
 
-port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
-build/linux/server/tavrin-server --root examples/content --listen "127.0.0.1:$port" \
-    --password "Club Pack=club" 2>"$work/server.log" &
-server=$!
-trap 'kill $server 2>/dev/null || true; rm -rf "$work"' EXIT
-url="http://127.0.0.1:$port"
 windows_path() { printf 'Z:%s' "${1//\//\\}"; }
-rm -rf "$work/data" && mkdir -p "$work/data"
-cat >"$work/data/Tavrin.ini" <<INI
-[General]
-language=${TAVRIN_SCREENSHOT_LANGUAGE:-en}
-http_lock_enabled=false
-target_path=$(windows_path "$work/Assetto Corsa")
-selected_domains=$url
-selected_projects=$url|Tavrin Showroom, $url|Nordic Tracks
-
-[Domains]
-count=1
-domain_0_name=Demo server
-domain_0_url=$url
-INI
+rm -f "$work/data/"*
+# Forward slashes: a backslash in an INI value starts an escape ("\t" is a tab).
+write_settings "Z:$work/Assetto Corsa"
 
 output=docs/screenshots/windows-main-window.png
 export WINEPREFIX="$root/build/windows-cross/wineprefix-screenshot"
@@ -104,7 +108,7 @@ TAVRIN_DATA_DIR=$(windows_path "$work/data") tests/ui/with_tray_host.sh bash -c 
         cmake/wine-prefix.sh stop
         exit 1
     fi
-    sleep 2  # until the first paint is done
+    sleep 4  # until the project lists are in and painted
     import -window "$window" "$0"
     cmake/wine-prefix.sh stop
 ' "$output"
