@@ -19,7 +19,8 @@ packages=(
   # the window's tray and start-up tests on a real display, and its screenshots
   trayer xdotool x11-utils imagemagick fonts-dejavu-core
   # Windows cross build and its tests
-  g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix mingw-w64-tools wine64 wine
+  g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 mingw-w64-tools
+  wine64 wine
   # the static Qt for Windows, built from Debian's source packages (scripts/build-qt-windows.sh)
   dpkg-dev xz-utils perl
 )
