@@ -4,6 +4,7 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QTimer>
+#include <functional>
 
 #include "app/native_window.h"
 #include "i18n/translator.h"
@@ -16,6 +17,26 @@ namespace {
 
 constexpr int kDialogWidth = 420;
 constexpr int kWaitRoundMs = 25;
+
+// The password dialog. Its outcome is settled when it finishes, not when exec() returns: a
+// second request for the same project can be waiting in an event loop nested inside this
+// dialog's, and exec() cannot return before that request has its answer. An empty answer is
+// refused in place, with the dialog staying open under the normal question.
+class PasswordDialog : public QInputDialog {
+public:
+    using QInputDialog::QInputDialog;
+    std::function<void()> onEmptyAnswer;
+    std::function<void(bool answered, const QString& text)> onFinished;
+
+    void done(int result) override {
+        if (result == QDialog::Accepted && textValue().isEmpty()) {
+            onEmptyAnswer();
+            return;
+        }
+        onFinished(result == QDialog::Accepted, textValue());
+        QInputDialog::done(result);
+    }
+};
 
 }  // namespace
 
@@ -74,44 +95,52 @@ bool TavrinQtWindow::PromptProjectPassword(const ProjectEntry& entry, bool retry
         }
     }
     passwordPromptsOpen_.insert(key);
-    bool showRetry = retry;
-    for (;;) {
-        QInputDialog dialog(this);
-        dialog.setObjectName(QStringLiteral("ProjectPasswordDialog"));
-        dialog.setWindowTitle(Text("dialog.project_password_title"));
-        dialog.setLabelText(Text(showRetry ? "dialog.project_password_prompt_retry"
-                                           : "dialog.project_password_prompt")
-                                .arg(project));
-        dialog.setTextEchoMode(QLineEdit::Password);
-        dialog.setOkButtonText(Text("button.ok"));
-        dialog.setCancelButtonText(Text("button.cancel"));
-        dialog.resize(kDialogWidth, dialog.sizeHint().height());
-        QTimer::singleShot(0, &dialog, [&dialog] {
-            SetNativeWindowIcons(static_cast<NativeWindowHandle>(dialog.winId()));
-            dialog.raise();
-            dialog.activateWindow();
-        });
-        if (dialog.exec() != QDialog::Accepted) {
-            passwordPromptAnswered_.insert(key, false);
+    bool answered = false;
+    QString answer;
+    PasswordDialog dialog(this);
+    dialog.setObjectName(QStringLiteral("ProjectPasswordDialog"));
+    dialog.setWindowTitle(Text("dialog.project_password_title"));
+    dialog.setLabelText(
+        Text(retry ? "dialog.project_password_prompt_retry" : "dialog.project_password_prompt")
+            .arg(project));
+    dialog.setTextEchoMode(QLineEdit::Password);
+    dialog.setOkButtonText(Text("button.ok"));
+    dialog.setCancelButtonText(Text("button.cancel"));
+    dialog.resize(kDialogWidth, dialog.sizeHint().height());
+    dialog.onEmptyAnswer = [this, &dialog, project] {
+        dialog.setLabelText(Text("dialog.project_password_prompt").arg(project));
+        QMessageBox box(QMessageBox::Warning, Text("dialog.project_password_title"),
+                        Text("error.project_password_required").arg(project), QMessageBox::Ok, this,
+                        Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
+        box.exec();
+    };
+    dialog.onFinished = [this, key, &answered, &answer](bool ok, const QString& text) {
+        answered = ok;
+        answer = ok ? text : QString();
+        passwordPromptAnswered_.insert(key, ok);
+        if (ok) {
+            passwordPromptAnswers_.insert(key, text);
+        } else {
             passwordPromptAnswers_.remove(key);
-            passwordPromptsOpen_.remove(key);
-            return false;
         }
-        const QString text = dialog.textValue();
-        if (text.isEmpty()) {
-            QMessageBox box(QMessageBox::Warning, Text("dialog.project_password_title"),
-                            Text("error.project_password_required").arg(project), QMessageBox::Ok,
-                            this, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
-            box.exec();
-            showRetry = false;
-            continue;
-        }
-        passwordPromptAnswered_.insert(key, true);
-        passwordPromptAnswers_.insert(key, text);
         passwordPromptsOpen_.remove(key);
-        password = text;
-        return true;
+    };
+    QTimer::singleShot(0, &dialog, [&dialog] {
+        SetNativeWindowIcons(static_cast<NativeWindowHandle>(dialog.winId()));
+        dialog.raise();
+        dialog.activateWindow();
+    });
+    dialog.exec();
+    if (passwordPromptsOpen_.contains(key)) {
+        // Closed without finishing (the window is being torn down): count it as cancelled.
+        passwordPromptAnswered_.insert(key, false);
+        passwordPromptsOpen_.remove(key);
     }
+    if (!answered) {
+        return false;
+    }
+    password = answer;
+    return true;
 }
 
 void TavrinQtWindow::RememberProjectPassword(const QString& serverUrl, const QString& project,

@@ -1,0 +1,43 @@
+#include "window_settings.h"
+
+#include <QByteArrayList>
+#include <QFile>
+#include <QTextEdit>
+
+#include "ui/tavrin_qt_window.h"
+
+namespace tavrin::test {
+
+QByteArray UrlOf(ContentServer& server) {
+    return QString::fromStdWString(server.Url()).toUtf8();
+}
+
+QByteArray WindowSettings(const QString& game, const QList<NamedServer>& servers,
+                          const QByteArray& ticked, const QByteArray& general,
+                          const QByteArray& groups) {
+    QByteArrayList urls;
+    for (const NamedServer& server : servers) {
+        urls << UrlOf(*server.content);
+    }
+    // The HTTP lock is off: the servers here speak plain HTTP.
+    QByteArray text = "[General]\nhttp_lock_enabled=false\ntarget_path=" + game.toUtf8() +
+                      "\nselected_domains=\"" + urls.join(" | ") +
+                      "\"\nselected_projects=" + ticked + "\n" + general +
+                      "[Domains]\ncount=" + QByteArray::number(servers.size()) + "\n";
+    for (int i = 0; i < servers.size(); ++i) {
+        text += "domain_" + QByteArray::number(i) + "_name=" + servers[i].name + "\n";
+        text += "domain_" + QByteArray::number(i) + "_url=" + urls[i] + "\n";
+    }
+    return text + groups;
+}
+
+QString LogText(const TavrinQtWindow& window) {
+    return window.findChild<QTextEdit*>(QStringLiteral("LogView"))->toPlainText();
+}
+
+QByteArray FileAt(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+}
+
+}  // namespace tavrin::test

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include "tests/support/content_server.h"
+
+namespace tavrin {
+class TavrinQtWindow;
+}
+
+namespace tavrin::test {
+
+// A content server as the settings file names it.
+struct NamedServer {
+    QByteArray name;
+    ContentServer* content;
+};
+
+QByteArray UrlOf(ContentServer& server);
+
+// A settings file with these servers selected, `game` as the game folder, the project keys
+// `ticked` (comma-separated) ticked, `general` added to [General] and `groups` appended.
+QByteArray WindowSettings(const QString& game, const QList<NamedServer>& servers,
+                          const QByteArray& ticked, const QByteArray& general = {},
+                          const QByteArray& groups = {});
+
+// The log view's text.
+QString LogText(const TavrinQtWindow& window);
+
+// A file's bytes, or "<missing>".
+QByteArray FileAt(const QString& path);
+
+}  // namespace tavrin::test
