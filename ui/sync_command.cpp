@@ -245,7 +245,9 @@ void TavrinQtWindow::StartSync(bool automatic, const QString& reason, const QStr
         QMetaObject::invokeMethod(
             QCoreApplication::instance(),
             [self, outcome] {
-                if (self != nullptr) {
+                // A window that is shutting down has stopped the run itself: no summary, no
+                // box asking to be answered on the way out.
+                if (self != nullptr && !self->IsShuttingDown()) {
                     self->OnSyncFinished(outcome);
                 }
             },

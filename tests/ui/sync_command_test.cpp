@@ -4,83 +4,48 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QFile>
-#include <QInputDialog>
-#include <QMessageBox>
+#include <QLabel>
+#include <QPointer>
+#include <QRegularExpression>
 #include <QTextEdit>
 #include <QTimer>
 #include <QtTest>
-#include <memory>
 
 #include "i18n/translator.h"
+#include "modal_answerer.h"
 #include "tests/support/content_server.h"
 #include "ui/tavrin_qt_window.h"
 #include "ui_sandbox.h"
+#include "window_settings.h"
 
 namespace tavrin {
 
 namespace {
 
+using test::FileAt;
+using test::LogText;
+using test::ModalAnswerer;
+using test::UrlOf;
+using test::WindowSettings;
+
 constexpr int kRunMs = 30000;
 
-struct Server {
-    QByteArray name;
-    test::ContentServer* content;
-};
-
-QByteArray UrlOf(test::ContentServer& server) {
-    return QString::fromStdWString(server.Url()).toUtf8();
-}
-
-QByteArray Settings(const QString& game, const QList<Server>& servers, const QByteArray& ticked,
-                    const QByteArray& extra = {}) {
-    QByteArrayList urls;
-    for (const Server& server : servers) {
-        urls << UrlOf(*server.content);
-    }
-    QByteArray text = "[General]\nhttp_lock_enabled=false\ntarget_path=" + game.toUtf8() +
-                      "\nselected_domains=\"" + urls.join(" | ") +
-                      "\"\nselected_projects=" + ticked +
-                      "\n[Domains]\ncount=" + QByteArray::number(servers.size()) + "\n";
-    for (int i = 0; i < servers.size(); ++i) {
-        text += "domain_" + QByteArray::number(i) + "_name=" + servers[i].name + "\n";
-        text += "domain_" + QByteArray::number(i) + "_url=" + urls[i] + "\n";
-    }
-    return text + extra;
-}
-
-QString Log(const TavrinQtWindow& window) {
-    return window.findChild<QTextEdit*>(QStringLiteral("LogView"))->toPlainText();
-}
-
-QByteArray FileAt(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-}
-
-// Answers modal boxes as they come: message boxes with OK, password dialogs with `password`.
-class ModalAnswerer {
+// Notes every text a label shows while the test waits, as a person watching it would.
+class LabelWatcher {
 public:
-    explicit ModalAnswerer(QString password = {}) : password_(std::move(password)) {
-        timer_.setInterval(30);
-        QObject::connect(&timer_, &QTimer::timeout, [this] { Answer(); });
+    explicit LabelWatcher(const QLabel* label) : label_(label) {
+        timer_.setInterval(5);
+        QObject::connect(&timer_, &QTimer::timeout, [this] {
+            if (texts.isEmpty() || texts.back() != label_->text()) {
+                texts << label_->text();
+            }
+        });
         timer_.start();
     }
-    QStringList messages;   // texts of the message boxes answered
-    QStringList questions;  // labels of the password dialogs answered
+    QStringList texts;
 
 private:
-    void Answer() {
-        QWidget* modal = QApplication::activeModalWidget();
-        if (auto* box = qobject_cast<QMessageBox*>(modal)) {
-            messages << box->text();
-            box->accept();
-        } else if (auto* dialog = qobject_cast<QInputDialog*>(modal)) {
-            questions << dialog->labelText();
-            dialog->setTextValue(password_);
-            dialog->accept();
-        }
-    }
-    QString password_;
+    const QLabel* label_;
     QTimer timer_;
 };
 
@@ -102,14 +67,14 @@ private slots:
         server.AddFile("Cars", "content/cars/gt/data.ini", "power=500\n");
         server.AddFile("Cars", "content/cars/gt/skin.dds", std::string(70000, 'x'));
         sandbox.WriteSettings(
-            Settings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars"));
+            WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars"));
         TavrinQtWindow window;
         QTRY_VERIFY(window.findChild<QAction*>(QStringLiteral("SyncAction"))->isEnabled());
         window.findChild<QAction*>(QStringLiteral("SyncAction"))->trigger();
         QVERIFY(window.IsBusy());
         QVERIFY(window.findChild<QAction*>(QStringLiteral("StopAction"))->isVisible());
         QTRY_VERIFY_WITH_TIMEOUT(!window.IsBusy(), kRunMs);
-        const QString log = Log(window);
+        const QString log = LogText(window);
         QVERIFY2(log.contains(QStringLiteral("] Sync started.")), qPrintable(log));
         QVERIFY2(log.contains(QStringLiteral("] Syncing server Club…")), qPrintable(log));
         QVERIFY2(log.contains(QStringLiteral(
@@ -131,7 +96,7 @@ private slots:
         test::ContentServer server;
         server.AddFile("Cars", "a.txt", "a");
         sandbox.WriteSettings(
-            Settings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars"));
+            WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars"));
         TavrinQtWindow window;
         window.show();
         QTRY_VERIFY(window.findChild<QAction*>(QStringLiteral("SyncAction"))->isEnabled());
@@ -139,7 +104,7 @@ private slots:
         window.RequestSync(false, QString());  // a second press while the first runs
         QTRY_VERIFY_WITH_TIMEOUT(!window.IsBusy(), kRunMs);
         QTest::qWait(200);
-        QCOMPARE(Log(window).count(QStringLiteral("] Sync started.")), 1);
+        QCOMPARE(LogText(window).count(QStringLiteral("] Sync started.")), 1);
         QCOMPARE(server.Http().RequestsFor("/file_list/Cars").size(), std::size_t{1});
         QCOMPARE(FileAt(game + QStringLiteral("/a.txt")), QByteArray("a"));
     }
@@ -156,18 +121,19 @@ private slots:
         test::ScriptedReply slow = test::ScriptedReply::Status(200, "2");
         slow.delayBeforeAnswerMs = 3000;
         second.ScriptDownload("Two", "two.txt", {slow});
-        sandbox.WriteSettings(Settings(game, {{"A", &first}, {"B", &second}, {"C", &third}},
-                                       UrlOf(first).toLower() + "|One, " + UrlOf(second).toLower() +
-                                           "|Two, " + UrlOf(third).toLower() + "|Three"));
+        sandbox.WriteSettings(WindowSettings(game, {{"A", &first}, {"B", &second}, {"C", &third}},
+                                             UrlOf(first).toLower() + "|One, " +
+                                                 UrlOf(second).toLower() + "|Two, " +
+                                                 UrlOf(third).toLower() + "|Three"));
         TavrinQtWindow window;
         QTRY_COMPARE(window.ProjectEntries().size(), std::size_t{3});
         ModalAnswerer answers;
         window.RequestSync(false, QString());
-        QTRY_VERIFY2_WITH_TIMEOUT(second.DownloadRequests() > 0,
-                                  qPrintable(Log(window) + answers.messages.join(QLatin1Char(';'))),
-                                  kRunMs);
+        QTRY_VERIFY2_WITH_TIMEOUT(
+            second.DownloadRequests() > 0,
+            qPrintable(LogText(window) + answers.messages.join(QLatin1Char(';'))), kRunMs);
         window.findChild<QAction*>(QStringLiteral("StopAction"))->trigger();
-        QVERIFY(Log(window).contains(QStringLiteral("] Stopping the sync…")));
+        QVERIFY(LogText(window).contains(QStringLiteral("] Stopping the sync…")));
         QTRY_VERIFY_WITH_TIMEOUT(!window.IsBusy(), kRunMs);
         QTRY_COMPARE(answers.messages, QStringList{QStringLiteral("Sync cancelled.")});
         QVERIFY(third.Http().RequestsFor("/file_list/Three").empty());
@@ -180,14 +146,14 @@ private slots:
         const QString game = sandbox.MakeGameFolder();
         test::ContentServer server;
         server.AddFile("Cars", "a.txt", "a");
-        sandbox.WriteSettings(Settings(game, {{"Club", &server}}, ""));
+        sandbox.WriteSettings(WindowSettings(game, {{"Club", &server}}, ""));
         TavrinQtWindow window;
         QTRY_COMPARE(window.ProjectEntries().size(), std::size_t{1});
         ModalAnswerer answers;
         window.RequestSync(false, QString());
         QTRY_COMPARE(answers.messages, QStringList{QStringLiteral("Select at least one project.")});
         QVERIFY(!window.IsBusy());
-        QVERIFY(!Log(window).contains(QStringLiteral("Sync started.")));
+        QVERIFY(!LogText(window).contains(QStringLiteral("Sync started.")));
     }
 
     void AProtectedProjectIsAskedForOnceAndItsPasswordRemembered() {
@@ -198,11 +164,11 @@ private slots:
         server.AddFile("Club", "b.txt", "b");
         server.RequirePassword("Club", "pw");
         sandbox.WriteSettings(
-            Settings(game, {{"Main", &server}}, UrlOf(server).toLower() + "|Club"));
+            WindowSettings(game, {{"Main", &server}}, UrlOf(server).toLower() + "|Club"));
         TavrinQtWindow window;
         QTRY_COMPARE(window.ProjectEntries().size(), std::size_t{1});
         QVERIFY(window.ProjectEntries().front().requiresPassword);
-        ModalAnswerer answers(QStringLiteral("pw"));
+        ModalAnswerer answers({QStringLiteral("pw")});
         window.RequestSync(false, QString());
         QTRY_VERIFY_WITH_TIMEOUT(!window.IsBusy(), kRunMs);
         QCOMPARE(
@@ -219,12 +185,13 @@ private slots:
         test::ContentServer server;
         server.AddFile("Club", "a.txt", "a");
         server.RequirePassword("Club", "new");
-        sandbox.WriteSettings(Settings(game, {{"Main", &server}}, UrlOf(server).toLower() + "|Club",
-                                       "[ProjectPasswords]\n1\\key=" + UrlOf(server).toLower() +
-                                           "|club\n1\\password=old\nsize=1\n"));
+        sandbox.WriteSettings(
+            WindowSettings(game, {{"Main", &server}}, UrlOf(server).toLower() + "|Club", {},
+                           "[ProjectPasswords]\n1\\key=" + UrlOf(server).toLower() +
+                               "|club\n1\\password=old\nsize=1\n"));
         TavrinQtWindow window;
         QTRY_COMPARE(window.ProjectEntries().size(), std::size_t{1});
-        ModalAnswerer answers(QStringLiteral("new"));
+        ModalAnswerer answers({QStringLiteral("new")});
         window.RequestSync(false, QString());
         QTRY_VERIFY_WITH_TIMEOUT(!window.IsBusy(), kRunMs);
         QCOMPARE(answers.questions,
@@ -233,6 +200,110 @@ private slots:
         QCOMPARE(FileAt(game + QStringLiteral("/a.txt")), QByteArray("a"));
         QCOMPARE(window.Settings().projectPasswords.value(UrlOf(server).toLower() + "|club"),
                  QStringLiteral("new"));
+    }
+
+    void AnAutomaticRequestDuringARunGivesExactlyOneFollowUp() {
+        test::UiSandbox sandbox;
+        const QString game = sandbox.MakeGameFolder();
+        test::ContentServer server;
+        server.AddFile("Cars", "a.txt", "a");
+        test::ScriptedReply slow = test::ScriptedReply::Status(200, "a");
+        slow.delayBeforeAnswerMs = 1500;
+        server.ScriptDownload("Cars", "a.txt", {slow});
+        sandbox.WriteSettings(WindowSettings(game, {{"Club", &server}},
+                                             UrlOf(server).toLower() + "|Cars",
+                                             "auto_sync_enabled=true\n"));
+        TavrinQtWindow window;
+        QTRY_COMPARE(window.ProjectEntries().size(), std::size_t{1});
+        window.RequestSync(false, QString());
+        QVERIFY(window.IsBusy());
+        window.RequestSync(true, QStringLiteral("change one"));
+        window.RequestSync(true, QStringLiteral("change two"));
+        const QString followUp = QStringLiteral(
+            "] Automatic sync started (follow-up after changes during the last sync).");
+        QTRY_VERIFY_WITH_TIMEOUT(LogText(window).count(QStringLiteral("] Sync complete:")) == 2,
+                                 kRunMs);
+        QTRY_VERIFY(!window.IsBusy());
+        QTest::qWait(300);
+        const QString log = LogText(window);
+        QCOMPARE(log.count(QStringLiteral("] Sync started.")), 1);
+        QCOMPARE(log.count(followUp), 1);
+        QCOMPARE(log.count(QStringLiteral("] Sync complete:")), 2);
+        QVERIFY2(log.indexOf(followUp) > log.indexOf(QStringLiteral("] Sync complete:")),
+                 qPrintable(log));
+        QCOMPARE(server.Http().RequestsFor("/file_list/Cars").size(), std::size_t{2});
+    }
+
+    void WithAutoSyncOffAnAutomaticRequestDuringARunIsNotFollowedUp() {
+        test::UiSandbox sandbox;
+        const QString game = sandbox.MakeGameFolder();
+        test::ContentServer server;
+        server.AddFile("Cars", "a.txt", "a");
+        test::ScriptedReply slow = test::ScriptedReply::Status(200, "a");
+        slow.delayBeforeAnswerMs = 800;
+        server.ScriptDownload("Cars", "a.txt", {slow});
+        sandbox.WriteSettings(
+            WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars"));
+        TavrinQtWindow window;
+        QTRY_COMPARE(window.ProjectEntries().size(), std::size_t{1});
+        window.RequestSync(false, QString());
+        window.RequestSync(true, QStringLiteral("change"));
+        QTRY_VERIFY_WITH_TIMEOUT(!window.IsBusy(), kRunMs);
+        QTest::qWait(300);
+        QCOMPARE(LogText(window).count(QStringLiteral("] Sync complete:")), 1);
+        QVERIFY(!LogText(window).contains(QStringLiteral("Automatic sync started")));
+    }
+
+    void TheRemainingTimeIsEstimatedWhileARunGoesAndForgottenAfter() {
+        test::UiSandbox sandbox;
+        const QString game = sandbox.MakeGameFolder();
+        test::ContentServer server;
+        server.AddFile("Cars", "a.txt", "a");
+        server.AddFile("Cars", "b.txt", std::string(40000, 'b'));
+        test::ScriptedReply slow = test::ScriptedReply::Status(200, std::string(40000, 'b'));
+        slow.delayBeforeAnswerMs = 1200;
+        server.ScriptDownload("Cars", "b.txt", {slow});
+        // Rates remembered from earlier runs give an estimate before this run has measured any.
+        sandbox.WriteSettings(WindowSettings(
+            game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars",
+            "telemetry_download_bps=20000\ntelemetry_download_fps=1\ntelemetry_compare_fps=50\n"));
+        TavrinQtWindow window;
+        QTRY_COMPARE(window.ProjectEntries().size(), std::size_t{1});
+        const auto* eta = window.findChild<QLabel*>(QStringLiteral("EtaLabel"));
+        LabelWatcher watcher(eta);
+        window.RequestSync(false, QString());
+        QTRY_VERIFY_WITH_TIMEOUT(!window.IsBusy(), kRunMs);
+        const QRegularExpression estimate(QStringLiteral("^Time remaining: \\d\\d:\\d\\d:\\d\\d$"));
+        QVERIFY2(!watcher.texts.filter(estimate).isEmpty(),
+                 qPrintable(watcher.texts.join(QLatin1Char(';'))));
+        QCOMPARE(eta->text(), QStringLiteral("Time remaining: unknown"));
+        QCOMPARE(FileAt(game + QStringLiteral("/b.txt")).size(), 40000);
+        // The run's own measurements are blended into the remembered download rate.
+        QVERIFY(window.Settings().downloadBytesPerSecond > 0.0);
+        QVERIFY(window.Settings().downloadBytesPerSecond != 20000.0);
+    }
+
+    void AResultArrivingAfterTheWindowIsGoneIsDropped() {
+        test::UiSandbox sandbox;
+        const QString game = sandbox.MakeGameFolder();
+        test::ContentServer server;
+        server.AddFile("Cars", "a.txt", "a");
+        test::ScriptedReply slow = test::ScriptedReply::Status(200, "a");
+        slow.delayBeforeAnswerMs = 1500;
+        server.ScriptDownload("Cars", "a.txt", {slow});
+        sandbox.WriteSettings(
+            WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars"));
+        auto* window = new TavrinQtWindow;
+        QTRY_COMPARE(window->ProjectEntries().size(), std::size_t{1});
+        window->RequestSync(false, QString());
+        QTRY_VERIFY_WITH_TIMEOUT(server.DownloadRequests() > 0, kRunMs);
+        QPointer<TavrinQtWindow> guard(window);
+        ModalAnswerer answers;
+        delete window;  // stops and joins the worker; its last reports are still queued
+        QVERIFY(guard.isNull());
+        QTest::qWait(500);  // the queued log lines, reports and result run against no window
+        QVERIFY(!QFile::exists(game + QStringLiteral("/a.txt")));
+        QVERIFY2(answers.messages.isEmpty(), qPrintable(answers.messages.join(QLatin1Char(';'))));
     }
 };
 
