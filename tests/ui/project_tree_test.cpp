@@ -13,6 +13,7 @@
 
 #include "i18n/translator.h"
 #include "tests/support/content_server.h"
+#include "tests/support/test_http_server.h"
 #include "ui/tavrin_qt_window.h"
 #include "ui_sandbox.h"
 
@@ -219,6 +220,28 @@ private slots:
             QCOMPARE(container->minimumHeight(),
                      ProjectGridMinimumHeight(rows, grid->verticalSpacing()));
         }
+    }
+
+    void AListThatArrivesAfterANewerOneIsDropped() {
+        test::UiSandbox sandbox;
+        test::TestHttpServer server;
+        const QByteArray url = QString::fromStdWString(server.Url()).toUtf8();
+        test::ScriptedReply old =
+            test::ScriptedReply::Status(200, R"([{"name":"Old","requires_password":false}])");
+        old.delayBeforeAnswerMs = 1500;
+        server.ReplySequence("/list_projects_meta",
+                             {old, test::ScriptedReply::Status(
+                                       200, R"([{"name":"New","requires_password":false}])")});
+        sandbox.WriteSettings(Settings({{"Club", url}}));
+        TavrinQtWindow window;
+        QTRY_COMPARE(server.RequestsFor("/list_projects_meta").size(), std::size_t{1});
+        window.findChild<QAction*>(QStringLiteral("RefreshAction"))->trigger();
+        QTRY_COMPARE(Checks(window).size(), 1);
+        QCOMPARE(Checks(window)[0]->text(), QStringLiteral("Club | New"));
+        QTest::qWait(2500);  // the first request's answer has come and gone by now
+        QCOMPARE(Checks(window).size(), 1);
+        QCOMPARE(Checks(window)[0]->text(), QStringLiteral("Club | New"));
+        QCOMPARE(server.RequestsFor("/list_projects_meta").size(), std::size_t{2});
     }
 };
 
