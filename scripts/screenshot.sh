@@ -3,6 +3,10 @@
 #   docs/screenshots/main-window.png          tavrin on Linux, on the demo's server
 #                                             (tavrin-server publishing examples/content), two
 #                                             projects ticked, a sample game folder, auto-sync on
+#   docs/screenshots/sync-running.png         tavrin on Linux in the middle of a sync started
+#                                             with Ctrl+Return: the demo's projects plus 72 MB
+#                                             of generated files, served through
+#                                             scripts/slow-proxy.py at 1.5 MB/s per connection
 #   docs/screenshots/windows-main-window.png  Tavrin.exe under Wine, on the demo's server
 #                                             (tavrin-server publishing examples/content) and
 #                                             a sample game folder; taken when the Windows
@@ -54,26 +58,63 @@ INI
 }
 write_settings "$work/Assetto Corsa" true
 
-output=docs/screenshots/main-window.png
-mkdir -p "$(dirname "$output")"
-TAVRIN_DATA_DIR="$work/data" HOME="$work" XDG_CONFIG_HOME="$work/config" \
-    tests/ui/with_tray_host.sh bash -c '
-        build/linux/ui/tavrin &
-        pid=$!
-        for _ in $(seq 100); do
-            for id in $(xdotool search --onlyvisible --name "^Tavrin\$" 2>/dev/null); do
-                width=$(xdotool getwindowgeometry "$id" | awk "/Geometry/ { split(\$2, s, \"x\"); print s[1] }")
-                [ "$width" -ge 400 ] && window=$id
+# Takes a picture of build/linux/ui/tavrin once its project lists are in; with "sync" as the
+# second argument it first presses Ctrl+Return and lets the run go for a few seconds.
+linux_picture() {
+    TAVRIN_DATA_DIR="$work/data" HOME="$work" XDG_CONFIG_HOME="$work/config" \
+        tests/ui/with_tray_host.sh bash -c '
+            build/linux/ui/tavrin &
+            pid=$!
+            for _ in $(seq 100); do
+                for id in $(xdotool search --onlyvisible --name "^Tavrin\$" 2>/dev/null); do
+                    width=$(xdotool getwindowgeometry "$id" | awk "/Geometry/ { split(\$2, s, \"x\"); print s[1] }")
+                    [ "$width" -ge 400 ] && window=$id
+                done
+                [ -n "${window:-}" ] && break
+                sleep 0.1
             done
-            [ -n "${window:-}" ] && break
-            sleep 0.1
-        done
-        [ -n "${window:-}" ] || { echo "the window did not appear" >&2; kill $pid; exit 1; }
-        sleep 2.5  # until the project lists are in and painted
-        import -window "$window" "$0"
-        kill $pid
-    ' "$output"
-echo "saved $output"
+            [ -n "${window:-}" ] || { echo "the window did not appear" >&2; kill $pid; exit 1; }
+            sleep 2.5  # until the project lists are in and painted
+            if [ "$1" = sync ]; then
+                xdotool windowfocus --sync "$window"
+                xdotool key ctrl+Return
+                sleep 5  # the run is comparing done and downloading by now
+            fi
+            import -window "$window" "$0"
+            kill $pid
+        ' "$1" "${2:-}"
+    echo "saved $1"
+}
+mkdir -p docs/screenshots
+linux_picture docs/screenshots/main-window.png
+
+# A sync in progress: a copy of the demo's content with 72 MB more, served slowly, into an
+# empty game folder.
+cp -r examples/content "$work/content"
+rm -rf "$work/content/.tavrin-server"
+for i in $(seq -w 1 12); do
+    head -c 3000000 /dev/urandom >"$work/content/Tavrin Showroom/content/cars/tavrin_gt/skins/red/livery_$i.dds"
+    head -c 3000000 /dev/urandom >"$work/content/Nordic Tracks/content/tracks/fjord_ring/fjord_ring_$i.kn5"
+done
+slow_port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
+build/linux/server/tavrin-server --root "$work/content" --listen "127.0.0.1:$slow_port" \
+    2>>"$work/server.log" &
+slow_server=$!
+proxy_port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
+python3 scripts/slow-proxy.py "$proxy_port" "http://127.0.0.1:$slow_port" 1500000 &
+proxy=$!
+trap 'kill $server $slow_server $proxy 2>/dev/null || true; rm -rf "$work"' EXIT
+for _ in $(seq 100); do
+    curl -s "http://127.0.0.1:$proxy_port/list_projects" >/dev/null && break
+    sleep 0.1
+done
+mkdir -p "$work/empty/Assetto Corsa/content"
+printf 'MZ' >"$work/empty/Assetto Corsa/AssettoCorsa.exe"
+url="http://127.0.0.1:$proxy_port"
+write_settings "$work/empty/Assetto Corsa"
+linux_picture docs/screenshots/sync-running.png sync
+kill $slow_server $proxy 2>/dev/null || true
+url="http://127.0.0.1:$port"
 
 # The Windows picture: Tavrin.exe of the windows-cross build under Wine.
 if ! ls "${TAVRIN_QT_CACHE:-$HOME/.cache/tavrin}"/qt-*-mingw-static/.tavrin-build-key >/dev/null 2>&1 &&
@@ -85,7 +126,7 @@ cmake --preset windows-cross >/dev/null
 cmake --build --preset windows-cross --target tavrin -j 2 >/dev/null
 
 windows_path() { printf 'Z:%s' "${1//\//\\}"; }
-rm -f "$work/data/"*
+rm -rf "$work/data/"*
 # Forward slashes: a backslash in an INI value starts an escape ("\t" is a tab).
 write_settings "Z:$work/Assetto Corsa"
 
