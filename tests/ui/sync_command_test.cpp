@@ -6,6 +6,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QPointer>
+#include <QProgressBar>
 #include <QRegularExpression>
 #include <QTextEdit>
 #include <QTimer>
@@ -139,6 +140,41 @@ private slots:
         QVERIFY(third.Http().RequestsFor("/file_list/Three").empty());
         QCOMPARE(FileAt(game + QStringLiteral("/one.txt")), QByteArray("1"));
         QVERIFY(!QFile::exists(game + QStringLiteral("/three.txt")));
+    }
+
+    void AStoppedAutomaticRunLogsTheCancelAndRaisesNoBox() {
+        test::UiSandbox sandbox;
+        const QString game = sandbox.MakeGameFolder();
+        test::ContentServer server;
+        server.AddFile("Cars", "a.txt", "a");
+        test::ScriptedReply slow = test::ScriptedReply::Status(200, "a");
+        slow.delayBeforeAnswerMs = 3000;
+        server.ScriptDownload("Cars", "a.txt", {slow});
+        sandbox.WriteSettings(
+            WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars"));
+        TavrinQtWindow window;
+        QTRY_COMPARE(window.ProjectEntries().size(), std::size_t{1});
+        ModalAnswerer answers;
+        window.RequestSync(true, QStringLiteral("server changed"));
+        QVERIFY(
+            LogText(window).contains(QStringLiteral("] Automatic sync started (server changed).")));
+        QTRY_VERIFY_WITH_TIMEOUT(server.DownloadRequests() > 0, kRunMs);
+        window.CancelSync();
+        // Reports still on their way after the stop leave the display reset.
+        ProgressMessage late;
+        late.done = 5;
+        late.total = 10;
+        late.currentFile = L"late.txt";
+        window.ShowProgress(late);
+        QCOMPARE(window.findChild<QProgressBar*>(QStringLiteral("SyncProgress"))->value(), 0);
+        QCOMPARE(window.findChild<QLabel*>(QStringLiteral("CurrentFileLabel"))->text(),
+                 QStringLiteral("Current file: none"));
+        QTRY_VERIFY_WITH_TIMEOUT(!window.IsBusy(), kRunMs);
+        QTest::qWait(200);
+        QVERIFY2(LogText(window).contains(QStringLiteral("] Sync cancelled.")),
+                 qPrintable(LogText(window)));
+        QVERIFY2(answers.messages.isEmpty(), qPrintable(answers.messages.join(QLatin1Char(';'))));
+        QVERIFY(!QFile::exists(game + QStringLiteral("/a.txt")));
     }
 
     void NothingTickedWarnsAndStartsNothing() {
