@@ -36,6 +36,7 @@ void TavrinQtWindow::RefreshProjectLists(bool force) {
         projectListSignature_.clear();
         UpdateSelectionCount();
         UpdateCommandStates();
+        RestartAutoSync(false);
         return;
     }
     const QString signature = ServerSetSignature(servers);
@@ -113,6 +114,10 @@ void TavrinQtWindow::OnProjectListsLoaded(const ProjectListsResult& result) {
     }
     UpdateSelectionCount();
     UpdateCommandStates();
+    RestartAutoSync(false);  // the watchers follow the new lists
+    if (initialSyncWaitsForLists_ && !projectEntries_.empty()) {
+        StartInitialAutoSync();
+    }
 }
 
 void TavrinQtWindow::ClearProjectChecks() {
@@ -171,6 +176,9 @@ void TavrinQtWindow::OnProjectToggled() {
     UpdateCommandStates();
     settings_.selectedProjects = CheckedProjectKeys();
     ScheduleSettingsSave();
+    if (settings_.autoSyncEnabled && settings_.autoSyncProjects.isEmpty()) {
+        RestartAutoSync(false);  // without a selection of its own, auto-sync watches the ticks
+    }
 }
 
 void TavrinQtWindow::ReflowProjectGrid() {

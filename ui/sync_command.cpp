@@ -65,9 +65,8 @@ void TavrinQtWindow::RequestSync(bool automatic, const QString& reason) {
         starting_.store(false);
         if (automatic) {
             AppendLog(Text("log.auto_sync_skipped_no_target"), false);
-            settings_.autoSyncEnabled = false;
-            RefreshAutoSyncBadge();
-            ScheduleSettingsSave();
+            SetAutoSyncActive(false);
+            RestartAutoSync(false);
         } else {
             WarnModally("title.target_folder", Text("warn.set_target_folder_first"));
         }

@@ -378,7 +378,10 @@ void TavrinQtWindow::ApplyAutoSyncState() {
             saveTimer_->start();
         }
     }
-    autoSyncGeneration_.fetch_add(1);
+    RestartAutoSync(false);
+    if (settings_.autoSyncEnabled) {
+        QTimer::singleShot(0, this, [this] { StartInitialAutoSync(); });
+    }
 }
 
 void TavrinQtWindow::ScheduleSettingsSave() {
@@ -473,13 +476,7 @@ void TavrinQtWindow::Shutdown() {
         return;
     }
     cancelRequested_.store(true);
-    autoSyncGeneration_.fetch_add(1);
-    for (std::thread& watcher : autoSyncThreads_) {
-        if (watcher.joinable()) {
-            watcher.join();
-        }
-    }
-    autoSyncThreads_.clear();
+    RestartAutoSync(true);
     if (syncThread_.joinable()) {
         // The worker may be waiting on a question to this thread; keep answering (every
         // answer is "no" now) until it has ended.

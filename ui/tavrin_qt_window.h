@@ -71,6 +71,14 @@ public:
     void CancelSync();
     bool IsBusy() const { return busy_.load(); }
 
+    // Auto-sync: one watcher per selected server on its change feed; a reported change asks for
+    // an automatic run.
+    void RestartAutoSync(bool joinOld);
+    void SetAutoSyncActive(bool active);
+    void OnServerChanged(const QString& serverUrl, quint64 revision, const QString& reason);
+    void StartInitialAutoSync();
+    int RunningAutoSyncWatchers() const { return runningWatchers_.load(); }
+
     // Project passwords: asked for in a dialog, remembered per project key.
     bool PromptProjectPassword(const ProjectEntry& entry, bool retry, QString& password);
     void RememberProjectPassword(const QString& serverUrl, const QString& project,
@@ -112,6 +120,7 @@ private:
     void ApplyAutoSyncState();
     void RefreshAutoSyncBadge();
     void UpdateSelectionCount();
+    QStringList AutoSyncSelection() const;
     struct ProjectListsResult {
         std::uint64_t request = 0;
         std::vector<ProjectEntry> entries;
@@ -157,6 +166,8 @@ private:
     std::atomic<bool> cancelRequested_{false};
     std::atomic<bool> shuttingDown_{false};
     std::atomic<std::uint64_t> autoSyncGeneration_{1};
+    std::atomic<int> runningWatchers_{0};
+    bool initialSyncWaitsForLists_ = false;
     bool settingsSavePending_ = false;
     bool revisionsSavePending_ = false;
     bool suppressSettingsSave_ = false;

@@ -1,6 +1,7 @@
 #include "tests/support/content_server.h"
 
 #include <cstdio>
+#include <cstdlib>
 
 #include "i18n/utf8_conversion.h"
 #include "sync/sha256.h"
@@ -155,7 +156,45 @@ ScriptedReply ContentServer::Answer(const RecordedRequest& request) {
         }
         return ScriptedReply::Status(200, files->second.at(path).bytes);
     }
+    if (request.target.rfind("/changes?", 0) == 0) {
+        changePolls_.push_back(std::chrono::steady_clock::now());
+        if (changesFailing_) {
+            return ScriptedReply::Status(503, "busy");
+        }
+        const std::size_t at = request.target.find("since=");
+        const std::uint64_t since =
+            at == std::string::npos ? 0
+                                    : std::strtoull(request.target.c_str() + at + 6, nullptr, 10);
+        const bool changed = changeRevision_ > since || (changeReset_ && changeRevision_ < since);
+        // No long hold: an answer without changes comes at once and asks for a short pause.
+        return ScriptedReply::Status(
+            200, "{\"revision\":" + std::to_string(changeRevision_) +
+                     ",\"has_changes\":" + (changed ? "true" : "false") +
+                     ",\"full_resync\":" + (changeReset_ ? "true" : "false") +
+                     ",\"retry_after_ms\":" + std::to_string(changeRetryAfterMs_) + "}");
+    }
     return ScriptedReply::Status(404, "unknown endpoint");
+}
+
+void ContentServer::SetChangeRevision(std::uint64_t revision, bool reset) {
+    std::lock_guard lock(mutex_);
+    changeRevision_ = revision;
+    changeReset_ = reset;
+}
+
+void ContentServer::SetChangePause(std::uint64_t retryAfterMs) {
+    std::lock_guard lock(mutex_);
+    changeRetryAfterMs_ = retryAfterMs;
+}
+
+void ContentServer::FailChangePolls(bool failing) {
+    std::lock_guard lock(mutex_);
+    changesFailing_ = failing;
+}
+
+std::vector<std::chrono::steady_clock::time_point> ContentServer::ChangePolls() const {
+    std::lock_guard lock(mutex_);
+    return changePolls_;
 }
 
 }  // namespace tavrin::test

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <set>
@@ -33,6 +35,13 @@ public:
     // Requires this password for the project's list and downloads.
     void RequirePassword(const std::string& project, const std::string& password);
 
+    // The change feed at "/changes": the revision it reports (with the reset flag when the
+    // counter was set back), the pause it asks for after an answer without changes, 503 for
+    // every poll while failing, and when each poll came.
+    void SetChangeRevision(std::uint64_t revision, bool reset = false);
+    void SetChangePause(std::uint64_t retryAfterMs);
+    void FailChangePolls(bool failing);
+    std::vector<std::chrono::steady_clock::time_point> ChangePolls() const;
     int DownloadRequests() const;
     int DownloadRequestsFor(const std::string& project, const std::string& path) const;
 
@@ -55,6 +64,11 @@ private:
     std::map<std::string, std::vector<ScriptedReply>> scripted_;
     std::map<std::string, std::size_t> scriptedServed_;
     std::map<std::string, int> downloads_;
+    std::uint64_t changeRevision_ = 0;
+    bool changeReset_ = false;
+    std::uint64_t changeRetryAfterMs_ = 200;
+    bool changesFailing_ = false;
+    std::vector<std::chrono::steady_clock::time_point> changePolls_;
     TestHttpServer server_;
 };
 

@@ -243,31 +243,38 @@ private slots:
         const QString game = sandbox.MakeGameFolder();
         test::ContentServer server;
         server.AddFile("Cars", "a.txt", "a");
+        server.AddFile("Other", "o.txt", "o");
         test::ScriptedReply slow = test::ScriptedReply::Status(200, "a");
         slow.delayBeforeAnswerMs = 1500;
         server.ScriptDownload("Cars", "a.txt", {slow});
-        sandbox.WriteSettings(WindowSettings(game, {{"Club", &server}},
-                                             UrlOf(server).toLower() + "|Cars",
-                                             "auto_sync_enabled=true\n"));
+        const QByteArray url = UrlOf(server).toLower();
+        // Auto-sync watches "Other" and starts with a run of it; the run here is of "Cars".
+        sandbox.WriteSettings(
+            WindowSettings(game, {{"Club", &server}}, url + "|Cars",
+                           "auto_sync_enabled=true\nauto_sync_projects=" + url + "|Other\n"));
         TavrinQtWindow window;
-        QTRY_COMPARE(window.ProjectEntries().size(), std::size_t{1});
+        QTRY_VERIFY_WITH_TIMEOUT(LogText(window).count(QStringLiteral("] Sync complete:")) == 1,
+                                 kRunMs);
+        QTRY_VERIFY(!window.IsBusy());
         window.RequestSync(false, QString());
         QVERIFY(window.IsBusy());
         window.RequestSync(true, QStringLiteral("change one"));
         window.RequestSync(true, QStringLiteral("change two"));
         const QString followUp = QStringLiteral(
             "] Automatic sync started (follow-up after changes during the last sync).");
-        QTRY_VERIFY_WITH_TIMEOUT(LogText(window).count(QStringLiteral("] Sync complete:")) == 2,
+        QTRY_VERIFY_WITH_TIMEOUT(LogText(window).count(QStringLiteral("] Sync complete:")) == 3,
                                  kRunMs);
         QTRY_VERIFY(!window.IsBusy());
         QTest::qWait(300);
         const QString log = LogText(window);
         QCOMPARE(log.count(QStringLiteral("] Sync started.")), 1);
         QCOMPARE(log.count(followUp), 1);
-        QCOMPARE(log.count(QStringLiteral("] Sync complete:")), 2);
-        QVERIFY2(log.indexOf(followUp) > log.indexOf(QStringLiteral("] Sync complete:")),
+        QCOMPARE(log.count(QStringLiteral("] Sync complete:")), 3);
+        QVERIFY2(log.indexOf(followUp) > log.indexOf(QStringLiteral("] Sync started.")),
                  qPrintable(log));
-        QCOMPARE(server.Http().RequestsFor("/file_list/Cars").size(), std::size_t{2});
+        QCOMPARE(server.Http().RequestsFor("/file_list/Cars").size(), std::size_t{1});
+        QCOMPARE(server.Http().RequestsFor("/file_list/Other").size(), std::size_t{2});
+        QCOMPARE(FileAt(game + QStringLiteral("/a.txt")), QByteArray("a"));
     }
 
     void WithAutoSyncOffAnAutomaticRequestDuringARunIsNotFollowedUp() {
