@@ -1,9 +1,19 @@
 // Auto-sync from the window against content servers on 127.0.0.1 with a change feed: changes
 // reaching the game folder by themselves, follow-ups, the back-off for a server that stays
 // down, stopping the watchers, and the rule for a server whose revision counter was reset.
+#include <QDir>
+#include <QFile>
 #include <QLabel>
+#include <QProcess>
+#include <QTemporaryDir>
 #include <QtTest>
 #include <chrono>
+
+#ifdef TAVRIN_SERVER_PROGRAM
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#endif
 
 #include "i18n/translator.h"
 #include "modal_answerer.h"
@@ -54,6 +64,40 @@ std::vector<double> PollStarts(const test::ContentServer& server) {
     return starts;
 }
 
+#ifdef TAVRIN_SERVER_PROGRAM
+// A loopback port nobody listens on right now.
+int FreePort() {
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    ::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length);
+    ::close(socket);
+    return ntohs(address.sin_port);
+}
+
+bool Accepts(int port) {
+    const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    const bool connected =
+        ::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    ::close(socket);
+    return connected;
+}
+#endif
+
+void WriteFile(const QString& path, const QByteArray& bytes) {
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    QCOMPARE(file.write(bytes), bytes.size());
+}
+
 }  // namespace
 
 class AutoSyncTest : public QObject {
@@ -95,8 +139,9 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!window.IsBusy(), kRunMs);
         window.FlushPendingSettings(true);
         const QByteArray saved = sandbox.ReadSettings();
-        QVERIFY2(saved.contains("[AutoSyncRevisions]\n1\\domain=" + UrlOf(server).toLower() +
-                                "\n1\\revision=1\n"),
+        QVERIFY2(saved.contains("[AutoSyncRevisions]\n") &&
+                     saved.contains("\n1\\domain=" + UrlOf(server).toLower() + "\n") &&
+                     saved.contains("\n1\\revision=1\n"),
                  saved.constData());
         QVERIFY(answers.messages.isEmpty());
     }
@@ -213,6 +258,50 @@ private slots:
         window.FlushPendingSettings(true);
         QVERIFY2(sandbox.ReadSettings().contains("1\\revision=5\n"),
                  sandbox.ReadSettings().constData());
+    }
+
+    void AChangeInATavrinServerProjectReachesTheGameFolder() {
+#ifndef TAVRIN_SERVER_PROGRAM
+        QSKIP(
+            "tavrin-server is a Linux program here and Wine cannot start it from this test; "
+            "the Windows build's auto-sync runs against the test content server above");
+#else
+        test::UiSandbox sandbox;
+        const QString game = sandbox.MakeGameFolder();
+        QTemporaryDir root;
+        const QString file = root.path() + QStringLiteral("/Cars/content/cars/gt/data.ini");
+        WriteFile(file, "power=500\n");
+        const int port = FreePort();
+        QProcess server;
+        server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        server.start(QStringLiteral(TAVRIN_SERVER_PROGRAM),
+                     {QStringLiteral("--root"), root.path(), QStringLiteral("--listen"),
+                      QStringLiteral("127.0.0.1:%1").arg(port), QStringLiteral("--scan-interval"),
+                      QStringLiteral("1")});
+        QVERIFY(server.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(Accepts(port), 10000);
+        const QByteArray url = "http://127.0.0.1:" + QByteArray::number(port);
+        sandbox.WriteSettings(WindowSettings(game, {{"Club", url}}, url + "|Cars", AutoSyncOn()));
+        ModalAnswerer answers;
+        TavrinQtWindow window;
+        const QString target = game + QStringLiteral("/content/cars/gt/data.ini");
+        QTRY_COMPARE_WITH_TIMEOUT(FileAt(target), QByteArray("power=500\n"), kRunMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!window.IsBusy(), kRunMs);
+        QTest::qWait(1500);  // the watcher is in its long poll now
+
+        WriteFile(file, "power=540\n");
+        const Clock::time_point changed = Clock::now();
+        QTRY_COMPARE_WITH_TIMEOUT(FileAt(target), QByteArray("power=540\n"), kRunMs);
+        const auto delayMs =
+            std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - changed).count();
+        qInfo("tavrin-server change to disk: %lld ms (rescan every 1 s)",
+              static_cast<long long>(delayMs));
+        QVERIFY2(delayMs < 15000, qPrintable(QString::number(delayMs)));
+        QVERIFY2(LogText(window).contains(kChangeRun), qPrintable(LogText(window)));
+        QVERIFY(answers.messages.isEmpty());
+        server.terminate();
+        server.waitForFinished(5000);
+#endif
     }
 };
 

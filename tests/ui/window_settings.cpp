@@ -17,7 +17,7 @@ QByteArray WindowSettings(const QString& game, const QList<NamedServer>& servers
                           const QByteArray& groups) {
     QByteArrayList urls;
     for (const NamedServer& server : servers) {
-        urls << UrlOf(*server.content);
+        urls << (server.content != nullptr ? UrlOf(*server.content) : server.url);
     }
     // The HTTP lock is off: the servers here speak plain HTTP.
     QByteArray text = "[General]\nhttp_lock_enabled=false\ntarget_path=" + game.toUtf8() +

@@ -12,10 +12,15 @@ class TavrinQtWindow;
 
 namespace tavrin::test {
 
-// A content server as the settings file names it.
+// A server as the settings file names it: a test content server, or any address.
 struct NamedServer {
+    NamedServer(QByteArray serverName, ContentServer* server)
+        : name(std::move(serverName)), content(server) {}
+    NamedServer(QByteArray serverName, QByteArray address)
+        : name(std::move(serverName)), url(std::move(address)) {}
     QByteArray name;
-    ContentServer* content;
+    ContentServer* content = nullptr;
+    QByteArray url;  // when there is no `content`
 };
 
 QByteArray UrlOf(ContentServer& server);
