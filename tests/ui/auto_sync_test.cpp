@@ -89,7 +89,6 @@ bool Accepts(int port) {
     ::close(socket);
     return connected;
 }
-#endif
 
 void WriteFile(const QString& path, const QByteArray& bytes) {
     QDir().mkpath(QFileInfo(path).path());
@@ -97,6 +96,7 @@ void WriteFile(const QString& path, const QByteArray& bytes) {
     QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
     QCOMPARE(file.write(bytes), bytes.size());
 }
+#endif
 
 }  // namespace
 
