@@ -176,6 +176,14 @@ ScriptedReply ContentServer::Answer(const RecordedRequest& request) {
     return ScriptedReply::Status(404, "unknown endpoint");
 }
 
+void ContentServer::DelayDownload(const std::string& project, const std::string& path,
+                                  int delayMs) {
+    std::lock_guard lock(mutex_);
+    ScriptedReply reply = ScriptedReply::Status(200, projects_.at(project).at(path).bytes);
+    reply.delayBeforeAnswerMs = delayMs;
+    scripted_[project + "/" + path] = {reply};
+}
+
 void ContentServer::SetChangeRevision(std::uint64_t revision, bool reset) {
     std::lock_guard lock(mutex_);
     changeRevision_ = revision;

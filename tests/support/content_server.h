@@ -32,6 +32,8 @@ public:
     // Answers downloads of one file with these replies in turn (the last repeats).
     void ScriptDownload(const std::string& project, const std::string& path,
                         std::vector<ScriptedReply> replies);
+    // Answers downloads of a file already added with its bytes, after `delayMs` of silence.
+    void DelayDownload(const std::string& project, const std::string& path, int delayMs);
     // Requires this password for the project's list and downloads.
     void RequirePassword(const std::string& project, const std::string& password);
 

@@ -152,9 +152,7 @@ private slots:
         test::ContentServer server;
         server.AddFile("Cars", "a.txt", "a");
         server.AddFile("Other", "o.txt", "o");
-        test::ScriptedReply slow = test::ScriptedReply::Status(200, "a");
-        slow.delayBeforeAnswerMs = 6000;
-        server.ScriptDownload("Cars", "a.txt", {slow});
+        server.DelayDownload("Cars", "a.txt", 6000);
         const QByteArray url = UrlOf(server).toLower();
         sandbox.WriteSettings(
             WindowSettings(game, {{"Club", &server}}, url + "|Cars", AutoSyncOn(url + "|Other")));

@@ -119,9 +119,7 @@ private slots:
         first.AddFile("One", "one.txt", "1");
         second.AddFile("Two", "two.txt", "2");
         third.AddFile("Three", "three.txt", "3");
-        test::ScriptedReply slow = test::ScriptedReply::Status(200, "2");
-        slow.delayBeforeAnswerMs = 3000;
-        second.ScriptDownload("Two", "two.txt", {slow});
+        second.DelayDownload("Two", "two.txt", 3000);
         sandbox.WriteSettings(WindowSettings(game, {{"A", &first}, {"B", &second}, {"C", &third}},
                                              UrlOf(first).toLower() + "|One, " +
                                                  UrlOf(second).toLower() + "|Two, " +
@@ -147,9 +145,7 @@ private slots:
         const QString game = sandbox.MakeGameFolder();
         test::ContentServer server;
         server.AddFile("Cars", "a.txt", "a");
-        test::ScriptedReply slow = test::ScriptedReply::Status(200, "a");
-        slow.delayBeforeAnswerMs = 3000;
-        server.ScriptDownload("Cars", "a.txt", {slow});
+        server.DelayDownload("Cars", "a.txt", 3000);
         sandbox.WriteSettings(
             WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars"));
         TavrinQtWindow window;
@@ -244,9 +240,7 @@ private slots:
         test::ContentServer server;
         server.AddFile("Cars", "a.txt", "a");
         server.AddFile("Other", "o.txt", "o");
-        test::ScriptedReply slow = test::ScriptedReply::Status(200, "a");
-        slow.delayBeforeAnswerMs = 1500;
-        server.ScriptDownload("Cars", "a.txt", {slow});
+        server.DelayDownload("Cars", "a.txt", 1500);
         const QByteArray url = UrlOf(server).toLower();
         // Auto-sync watches "Other" and starts with a run of it; the run here is of "Cars".
         sandbox.WriteSettings(
@@ -282,9 +276,7 @@ private slots:
         const QString game = sandbox.MakeGameFolder();
         test::ContentServer server;
         server.AddFile("Cars", "a.txt", "a");
-        test::ScriptedReply slow = test::ScriptedReply::Status(200, "a");
-        slow.delayBeforeAnswerMs = 800;
-        server.ScriptDownload("Cars", "a.txt", {slow});
+        server.DelayDownload("Cars", "a.txt", 800);
         sandbox.WriteSettings(
             WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars"));
         TavrinQtWindow window;
@@ -303,9 +295,7 @@ private slots:
         test::ContentServer server;
         server.AddFile("Cars", "a.txt", "a");
         server.AddFile("Cars", "b.txt", std::string(40000, 'b'));
-        test::ScriptedReply slow = test::ScriptedReply::Status(200, std::string(40000, 'b'));
-        slow.delayBeforeAnswerMs = 1200;
-        server.ScriptDownload("Cars", "b.txt", {slow});
+        server.DelayDownload("Cars", "b.txt", 1200);
         // Rates remembered from earlier runs give an estimate before this run has measured any.
         sandbox.WriteSettings(WindowSettings(
             game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars",
@@ -331,9 +321,7 @@ private slots:
         const QString game = sandbox.MakeGameFolder();
         test::ContentServer server;
         server.AddFile("Cars", "a.txt", "a");
-        test::ScriptedReply slow = test::ScriptedReply::Status(200, "a");
-        slow.delayBeforeAnswerMs = 1500;
-        server.ScriptDownload("Cars", "a.txt", {slow});
+        server.DelayDownload("Cars", "a.txt", 1500);
         sandbox.WriteSettings(
             WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars"));
         auto* window = new TavrinQtWindow;
