@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "i18n/translator.h"
+#include "net/server_probe.h"
 #include "tests/support/http_fixture.h"
 #include "tests/support/tls_test_server.h"
 
@@ -43,6 +44,17 @@ TEST_F(HttpsTest, certificateForAnotherNameIsRefused) {
     const auto result = Get(session, L"/x");
     EXPECT_FALSE(result.ok);
     EXPECT_EQ(elsewhere.RequestsAnswered(), 0);
+}
+
+TEST_F(HttpsTest, probeOfATrustedServerFindsItAndOfAnUntrustedOneDoesNot) {
+    {
+        const test::ScopedEnvironment trust("SSL_CERT_FILE", test::TlsTestDataFolder() + "/ca.pem");
+        EXPECT_TRUE(ProbeServer(Url()));
+        EXPECT_EQ(tls_.RequestsAnswered(), 1);
+    }
+    const test::ScopedEnvironment trust("SSL_CERT_FILE", {});
+    EXPECT_FALSE(ProbeServer(Url()));
+    EXPECT_EQ(tls_.RequestsAnswered(), 1);
 }
 
 }  // namespace
