@@ -124,6 +124,12 @@ void TavrinQtWindow::BuildUi() {
 
     // The settings dialog, the legal texts, the project lists and the sync command hang on
     // these actions; the stop command cancels whatever runs.
+    connect(settingsAction_, &QAction::triggered, this, [this] { OpenSettingsDialog(); });
+    connect(legalAction_, &QAction::triggered, this, [this] {
+        OpenSettingsDialog(settings_.language == QStringLiteral("de")
+                               ? QStringLiteral("SettingsLegalTabDe")
+                               : QStringLiteral("SettingsLegalTabEn"));
+    });
     connect(stopAction_, &QAction::triggered, this, [this] { CancelSync(); });
     connect(syncAction_, &QAction::triggered, this, [this] { RequestSync(false, QString()); });
 

@@ -32,6 +32,8 @@ class QWidget;
 
 namespace tavrin {
 
+class SettingsDialog;
+
 // The program's one main window: it owns the user-interface state, the settings record, the
 // worker threads and the tray icon.
 class TavrinQtWindow : public QMainWindow {
@@ -78,6 +80,11 @@ public:
     void OnServerChanged(const QString& serverUrl, quint64 revision, const QString& reason);
     void StartInitialAutoSync();
     int RunningAutoSyncWatchers() const { return runningWatchers_.load(); }
+
+    // The settings dialog, modal; opened on the tab with this object name when one is given.
+    // Accepted values come back into the settings record and the file.
+    void OpenSettingsDialog(const QString& tab = QString());
+    bool SettingsDialogOpen() const { return settingsDialogOpen_; }
 
     // Project passwords: asked for in a dialog, remembered per project key.
     bool PromptProjectPassword(const ProjectEntry& entry, bool retry, QString& password);
@@ -128,6 +135,8 @@ private:
         bool anyLoaded = false;
     };
     void OnProjectListsLoaded(const ProjectListsResult& result);
+    void TakeSettingsBack(const SettingsDialog& dialog);
+    QStringList SelectionAfterServerEdit(const std::vector<ServerEntry>& before) const;
     void RebuildProjectChecks(const QStringList& keys);
     void ShowProjectPlaceholder(const char* key);
     void ClearProjectChecks();
@@ -168,6 +177,7 @@ private:
     std::atomic<std::uint64_t> autoSyncGeneration_{1};
     std::atomic<int> runningWatchers_{0};
     bool initialSyncWaitsForLists_ = false;
+    bool settingsDialogOpen_ = false;
     bool settingsSavePending_ = false;
     bool revisionsSavePending_ = false;
     bool suppressSettingsSave_ = false;

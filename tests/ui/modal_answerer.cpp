@@ -1,5 +1,6 @@
 #include "modal_answerer.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QInputDialog>
 #include <QMessageBox>
@@ -20,6 +21,12 @@ void ModalAnswerer::AnswerActiveModal() {
     QWidget* modal = QApplication::activeModalWidget();
     if (auto* box = qobject_cast<QMessageBox*>(modal)) {
         messages << box->text();
+        titles << box->windowTitle();
+        if (!buttons.isEmpty() && box->button(buttons.constFirst()) != nullptr) {
+            QAbstractButton* button = box->button(buttons.takeFirst());
+            Press(box, [button] { button->click(); });
+            return;
+        }
         Press(box, [box] { box->accept(); });
         return;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMessageBox>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
@@ -20,7 +21,12 @@ public:
     // Leaves password dialogs open until `ready` holds.
     void HoldDialogsUntil(std::function<bool()> ready) { ready_ = std::move(ready); }
 
+    // Buttons to press on boxes that offer them, in turn (a question's Yes or No); a box that
+    // offers none of the next one is answered with OK.
+    QList<QMessageBox::StandardButton> buttons;
+
     QStringList messages;   // texts of the message boxes answered, in order
+    QStringList titles;     // their titles
     QStringList questions;  // labels of the password dialogs answered, in order
 
 private:

@@ -1,0 +1,136 @@
+// The window's side of the settings dialog: it fills the dialog from the settings record and,
+// when the player accepts, takes the values back, saves them and brings the project lists and
+// the auto-sync watchers in line.
+#include <QDir>
+#include <QSet>
+#include <QTimer>
+#include <algorithm>
+
+#include "app/autostart.h"
+#include "net/server_endpoint.h"
+#include "settings/settings_dialog.h"
+#include "ui/tavrin_qt_window.h"
+#include "ui/ui_text.h"
+
+namespace tavrin {
+
+namespace {
+
+bool ContainsUrl(const std::vector<ServerEntry>& servers, const QString& url) {
+    return std::any_of(servers.begin(), servers.end(), [&url](const ServerEntry& server) {
+        return server.url.trimmed().compare(url.trimmed(), Qt::CaseInsensitive) == 0;
+    });
+}
+
+bool SameKeys(const QStringList& a, const QStringList& b) {
+    const auto keySet = [](const QStringList& keys) {
+        QSet<QString> set;
+        for (const QString& key : keys) {
+            set.insert(NormalizedProjectKey(key).toLower());
+        }
+        return set;
+    };
+    return keySet(a) == keySet(b);
+}
+
+}  // namespace
+
+void TavrinQtWindow::OpenSettingsDialog(const QString& tab) {
+    if (settingsDialogOpen_ || shuttingDown_.load()) {
+        return;
+    }
+    SettingsDialogValues values;
+    values.servers = settings_.servers;
+    values.targetPath = settings_.targetPath;
+    values.targetValidationEnabled = settings_.targetValidationEnabled;
+    values.httpLockEnabled = settings_.httpLockEnabled;
+    values.autostartEnabled = IsAutostartRegistered();
+    values.autostartMode = settings_.autostartMode;
+    values.autoSyncEnabled = settings_.autoSyncEnabled;
+    // Auto-sync watches the ticked projects until it is given projects of its own.
+    values.autoSyncProjects = AutoSyncSelection();
+
+    SettingsDialog dialog(values, projectEntries_, this);
+    connect(&dialog, &SettingsDialog::LanguageSwitched, this, [this](const QString& code) {
+        settings_.language = code;
+        Retranslate();
+        ScheduleSettingsSave();
+    });
+    if (!tab.isEmpty()) {
+        dialog.ShowTab(tab);
+    }
+    settingsDialogOpen_ = true;
+    const int outcome = dialog.exec();
+    settingsDialogOpen_ = false;
+    if (outcome == QDialog::Accepted && !shuttingDown_.load()) {
+        TakeSettingsBack(dialog);
+    }
+}
+
+// Servers that were selected stay selected; a server added or given a new address is
+// selected, since the player has no other place to tick it. When nothing is left, the first
+// server is, as when the settings are loaded.
+QStringList TavrinQtWindow::SelectionAfterServerEdit(const std::vector<ServerEntry>& before) const {
+    const std::vector<ServerEntry> beforeSelected = [&] {
+        SettingsRecord old = settings_;
+        old.servers = before;
+        return SelectedServers(old);
+    }();
+    QStringList selection;
+    for (const ServerEntry& server : settings_.servers) {
+        const QString url = server.url.trimmed();
+        if (url.isEmpty()) {
+            continue;
+        }
+        if (!ContainsUrl(before, url) || ContainsUrl(beforeSelected, url)) {
+            selection << url;
+        }
+    }
+    if (selection.isEmpty() && !settings_.servers.empty()) {
+        selection << settings_.servers.front().url.trimmed();
+    }
+    selection.removeDuplicates();
+    return selection;
+}
+
+void TavrinQtWindow::TakeSettingsBack(const SettingsDialog& dialog) {
+    const SettingsDialogValues values = dialog.Values();
+    const std::vector<ServerEntry> serversBefore = settings_.servers;
+    const bool lockBefore = settings_.httpLockEnabled;
+    const bool autoSyncBefore = settings_.autoSyncEnabled;
+    const QStringList watchedBefore = AutoSyncSelection();
+
+    settings_.servers = values.servers;
+    settings_.selectedDomains = SelectionAfterServerEdit(serversBefore);
+    settings_.targetPath = QDir::toNativeSeparators(values.targetPath.trimmed());
+    settings_.targetValidationEnabled = values.targetValidationEnabled;
+    settings_.httpLockEnabled = values.httpLockEnabled;
+    plainHttpAllowed.store(!settings_.httpLockEnabled);
+    settings_.autostartMode = dialog.property("selectedAutostartMode").toBool()
+                                  ? AutostartMode::tray
+                                  : AutostartMode::window;
+    const QStringList ticked = dialog.property("selectedAutoSyncProjects").toStringList();
+    // Untouched ticks over an empty list of its own: auto-sync keeps following the project
+    // section's ticks instead of freezing today's copy of them.
+    if (!settings_.autoSyncProjects.isEmpty() || !SameKeys(ticked, watchedBefore)) {
+        settings_.autoSyncProjects = ticked;
+    }
+    settings_.autoSyncEnabled = values.autoSyncEnabled;
+    if (settings_.autoSyncEnabled && !IsTargetUsable()) {
+        AppendLog(Text("log.auto_sync_skipped_no_target"), false);
+        settings_.autoSyncEnabled = false;
+    }
+    RefreshAutoSyncBadge();
+    ScheduleSettingsSave();
+    UpdateCommandStates();
+
+    // A lock switched either way changes which servers can be reached: their lists are fetched
+    // again. Otherwise they are fetched only when the selected servers changed.
+    RefreshProjectLists(lockBefore != settings_.httpLockEnabled);
+    RestartAutoSync(false);
+    if (settings_.autoSyncEnabled && (!autoSyncBefore || AutoSyncSelection() != watchedBefore)) {
+        QTimer::singleShot(0, this, [this] { StartInitialAutoSync(); });
+    }
+}
+
+}  // namespace tavrin
