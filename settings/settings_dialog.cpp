@@ -52,7 +52,7 @@ QWidget* MakePage(const char* objectName, const char* titleKey) {
 
 SettingsDialog::SettingsDialog(const SettingsDialogValues& values,
                                const std::vector<ProjectEntry>& projects, QWidget* parent)
-    : QDialog(parent), servers_(values.servers) {
+    : QDialog(parent), servers_(values.servers), projects_(projects) {
     setObjectName(QStringLiteral("SettingsDialog"));
     setModal(true);
     resize(kDialogWidth, kDialogHeight);
@@ -259,7 +259,7 @@ void SettingsDialog::Fill(const SettingsDialogValues& values) {
     connect(languageCombo_, &QComboBox::currentIndexChanged, this,
             &SettingsDialog::OnLanguageChosen);
 
-    RefillServerList(QString());
+    RefillServerList(-1);
     targetFolder_->setText(QDir::toNativeSeparators(values.targetPath.trimmed()));
     targetValidation_->setChecked(values.targetValidationEnabled);
     httpLock_->setChecked(values.httpLockEnabled);
@@ -328,6 +328,10 @@ void SettingsDialog::OnLanguageChosen(int index) {
         return;
     }
     if (!SetLanguage(code.toStdString())) {
+        // The pack could not be loaded: the chooser goes back to the language in use.
+        const QSignalBlocker blocker(languageCombo_);
+        languageCombo_->setCurrentIndex(
+            languageCombo_->findData(QString::fromStdString(CurrentLanguage())));
         return;
     }
     Retranslate();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDialog>
+#include <QHash>
 #include <QPointer>
 #include <QString>
 #include <QStringList>
@@ -34,6 +35,11 @@ struct SettingsDialogValues {
     QStringList autoSyncProjects;  // project keys ticked for auto-sync
 };
 
+// Where an address went through the dialog's updates (in lower case): itself when unchanged.
+QString FollowChangedUrl(const QHash<QString, QString>& changedUrls, const QString& url);
+// A project or password key ("url|project") moved to its server's new address.
+QString MoveProjectKey(const QHash<QString, QString>& changedUrls, const QString& key);
+
 // The modal dialog in which the player edits every setting. It works on a copy of the server
 // list; nothing reaches the window before OK, except a language switch, which applies at once.
 class SettingsDialog : public QDialog {
@@ -45,6 +51,9 @@ public:
 
     // The controls' current state and the edited server list.
     SettingsDialogValues Values() const;
+    // Addresses changed by an update, old (lower case) to new: what was kept under the old
+    // address (ticks, passwords) moves to the new one.
+    const QHash<QString, QString>& ChangedUrls() const { return changedUrls_; }
     // Brings the tab with this object name to the front.
     void ShowTab(const QString& objectName);
     bool IsProbing() const { return probing_; }
@@ -80,10 +89,11 @@ private:
     // The server tab.
     void AddOrUpdateServer();
     void RemoveServer();
-    void RefillServerList(const QString& selectUrl);
+    void RefillServerList(int selectRow);
     void OnServerRowChanged();
     bool ResolveScheme(const QString& typed, QString& url);
-    bool ProbeWithoutBlocking(const QString& url);
+    int RowOfUrl(const QString& url) const;
+    bool ProbeWithoutBlocking(const QString& url, bool& interrupted);
 
     // The general, auto-sync and language tabs.
     void BrowseTargetFolder();
@@ -98,6 +108,8 @@ private:
     void Warn(const char* titleKey, const QString& text);
 
     std::vector<ServerEntry> servers_;
+    std::vector<ProjectEntry> projects_;
+    QHash<QString, QString> changedUrls_;
     std::vector<TranslatedText> texts_;
     bool probing_ = false;
 

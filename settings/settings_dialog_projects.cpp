@@ -19,6 +19,29 @@ constexpr int kKeyRole = Qt::UserRole;
 
 }  // namespace
 
+QString FollowChangedUrl(const QHash<QString, QString>& changedUrls, const QString& url) {
+    QString current = url.trimmed().toLower();
+    // A bounded walk: edits can send an address back where it came from.
+    for (int hop = 0; hop < 16; ++hop) {
+        const auto next = changedUrls.constFind(current);
+        if (next == changedUrls.constEnd()) {
+            break;
+        }
+        current = next.value().trimmed().toLower();
+    }
+    return current;
+}
+
+QString MoveProjectKey(const QHash<QString, QString>& changedUrls, const QString& key) {
+    const qsizetype bar = key.indexOf(QLatin1Char('|'));
+    if (bar < 0 || changedUrls.isEmpty()) {
+        return key;
+    }
+    const QString url = key.left(bar).trimmed().toLower();
+    const QString moved = FollowChangedUrl(changedUrls, url);
+    return moved == url ? key : moved + key.mid(bar);
+}
+
 QWidget* SettingsDialog::BuildAutoSyncTab() {
     auto* page = new QWidget;
     page->setObjectName(QStringLiteral("SettingsAutoSyncTab"));
@@ -76,7 +99,7 @@ void SettingsDialog::FillAutoSyncTree(const std::vector<ProjectEntry>& projects,
     autoSyncTree_->clear();
     QSet<QString> wanted;
     for (const QString& key : ticked) {
-        wanted.insert(NormalizedProjectKey(key).toLower());
+        wanted.insert(MoveProjectKey(changedUrls_, NormalizedProjectKey(key)).toLower());
     }
     QHash<QString, QTreeWidgetItem*> serverItems;
     const auto serverItem = [this, &serverItems](const QString& url, const QString& name) {
@@ -100,28 +123,30 @@ void SettingsDialog::FillAutoSyncTree(const std::vector<ProjectEntry>& projects,
         const bool on = wanted.remove(key.toLower());
         item->setCheckState(0, on ? Qt::Checked : Qt::Unchecked);
     };
+    // Projects listed under an address the player has since changed belong to the new one.
     for (const ServerEntry& server : servers_) {
         for (const ProjectEntry& project : projects) {
-            if (project.serverUrl.trimmed().toLower() == server.url.trimmed().toLower()) {
-                addProject(serverItem(server.url, server.name), ProjectKey(project),
+            if (FollowChangedUrl(changedUrls_, project.serverUrl) ==
+                server.url.trimmed().toLower()) {
+                addProject(serverItem(server.url, server.name),
+                           MoveProjectKey(changedUrls_, ProjectKey(project)),
                            QString::fromStdString(project.projectName));
             }
         }
     }
     for (const QString& key : ticked) {
-        const QString normalized = NormalizedProjectKey(key);
+        const QString normalized = MoveProjectKey(changedUrls_, NormalizedProjectKey(key));
         if (!wanted.contains(normalized.toLower())) {
             continue;
         }
         const qsizetype bar = normalized.indexOf(QLatin1Char('|'));
         const QString url = normalized.left(bar);
-        QString serverName = url;
-        for (const ServerEntry& server : servers_) {
-            if (server.url.trimmed().toLower() == url) {
-                serverName = server.name;
-            }
+        const int row = RowOfUrl(url);
+        if (row < 0) {
+            continue;  // its server is no longer configured
         }
-        addProject(serverItem(url, serverName), normalized, normalized.mid(bar + 1));
+        addProject(serverItem(url, servers_[static_cast<std::size_t>(row)].name), normalized,
+                   normalized.mid(bar + 1));
     }
     UpdateAutoSyncCount();
 }

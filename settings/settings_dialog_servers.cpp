@@ -1,6 +1,5 @@
 // The server tab of the settings dialog: the working copy of the server list, adding and
 // updating with a probe for the scheme of a bare host, removing after a question.
-#include <QApplication>
 #include <QCheckBox>
 #include <QEventLoop>
 #include <QLineEdit>
@@ -20,25 +19,33 @@
 
 namespace tavrin {
 
-void SettingsDialog::RefillServerList(const QString& selectUrl) {
+void SettingsDialog::RefillServerList(int selectRow) {
     const QSignalBlocker blocker(serverList_);
     serverList_->clear();
-    int selectRow = -1;
     for (const ServerEntry& server : servers_) {
         auto* item = new QListWidgetItem(server.name + QStringLiteral("  —  ") + server.url);
         item->setToolTip(server.url);
         serverList_->addItem(item);
-        if (selectRow < 0 && !selectUrl.isEmpty() && server.url == selectUrl) {
-            selectRow = serverList_->count() - 1;
-        }
     }
-    if (selectRow >= 0) {
+    if (selectRow >= 0 && selectRow < serverList_->count()) {
         serverList_->setCurrentRow(selectRow);
     } else {
         serverList_->setCurrentRow(-1);
         serverList_->clearSelection();
     }
     OnServerRowChanged();
+    // The auto-sync tree follows: projects of a removed server go, ticks stay.
+    FillAutoSyncTree(projects_, TickedAutoSyncProjects());
+    RefreshWarnings();
+}
+
+int SettingsDialog::RowOfUrl(const QString& url) const {
+    for (std::size_t i = 0; i < servers_.size(); ++i) {
+        if (servers_[i].url.trimmed().compare(url, Qt::CaseInsensitive) == 0) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
 }
 
 void SettingsDialog::OnServerRowChanged() {
@@ -88,26 +95,47 @@ void SettingsDialog::AddOrUpdateServer() {
     }
     const ServerEntry entry{name, QString::fromStdWString(canonical)};
     const QList<QListWidgetItem*> selected = serverList_->selectedItems();
-    const int row = selected.isEmpty() ? -1 : serverList_->row(selected.constFirst());
+    int row = selected.isEmpty() ? -1 : serverList_->row(selected.constFirst());
+    // An address that is listed already is that row's: one server is never listed twice.
+    const int listed = RowOfUrl(entry.url);
+    if (listed >= 0 && listed != row) {
+        if (row >= 0) {
+            servers_.erase(servers_.begin() + row);
+            row = listed > row ? listed - 1 : listed;
+        } else {
+            row = listed;
+        }
+    }
     if (row >= 0 && row < static_cast<int>(servers_.size())) {
-        servers_[static_cast<std::size_t>(row)] = entry;
+        ServerEntry& edited = servers_[static_cast<std::size_t>(row)];
+        const QString oldUrl = edited.url.trimmed().toLower();
+        if (oldUrl != entry.url.toLower()) {
+            changedUrls_.insert(oldUrl, entry.url);
+        }
+        edited = entry;
     } else {
         servers_.push_back(entry);
+        row = static_cast<int>(servers_.size()) - 1;
     }
-    RefillServerList(entry.url);
+    RefillServerList(row);
 }
 
 // For an address typed without a scheme: HTTPS when the host answers there, plain HTTP when
 // only that answers and the lock allows it; otherwise the address stays as typed. False when
 // the lock stands in the way, after saying so.
 bool SettingsDialog::ResolveScheme(const QString& typed, QString& url) {
+    bool interrupted = false;
     const QString secure = QStringLiteral("https://") + typed;
-    if (ProbeWithoutBlocking(secure)) {
+    if (ProbeWithoutBlocking(secure, interrupted)) {
         url = secure;
         return true;
     }
     const QString plain = QStringLiteral("http://") + typed;
-    if (!ProbeWithoutBlocking(plain)) {
+    const bool plainAnswered = !interrupted && ProbeWithoutBlocking(plain, interrupted);
+    if (interrupted) {
+        return false;  // the program is closing
+    }
+    if (!plainAnswered) {
         url = typed;
         return true;
     }
@@ -122,24 +150,28 @@ bool SettingsDialog::ResolveScheme(const QString& typed, QString& url) {
 }
 
 // The probe waits up to seconds for a silent host; it runs on a thread of its own while the
-// dialog keeps painting, with its controls disabled and a busy cursor.
-bool SettingsDialog::ProbeWithoutBlocking(const QString& url) {
+// dialog keeps painting, with its controls disabled and a busy cursor. `interrupted` tells
+// that the loop was ended from outside (the program quitting) before the probe was done.
+bool SettingsDialog::ProbeWithoutBlocking(const QString& url, bool& interrupted) {
     probing_ = true;
     tabs_->setEnabled(false);
     okButton_->setEnabled(false);
     cancelButton_->setEnabled(false);
-    QApplication::setOverrideCursor(Qt::WaitCursor);
+    setCursor(Qt::WaitCursor);
 
     std::atomic<bool> answered{false};
+    std::atomic<bool> finished{false};
     QEventLoop loop;
-    std::thread worker([&answered, &loop, address = url.toStdWString()] {
+    std::thread worker([&answered, &finished, &loop, address = url.toStdWString()] {
         answered.store(ProbeServer(address));
+        finished.store(true);
         QMetaObject::invokeMethod(&loop, "quit", Qt::QueuedConnection);
     });
     loop.exec();
-    worker.join();
+    interrupted = !finished.load();
+    worker.join();  // at most the probe's own waits
 
-    QApplication::restoreOverrideCursor();
+    unsetCursor();
     tabs_->setEnabled(true);
     okButton_->setEnabled(true);
     cancelButton_->setEnabled(true);
@@ -167,7 +199,7 @@ void SettingsDialog::RemoveServer() {
     servers_.erase(servers_.begin() + row);
     serverName_->clear();
     serverUrl_->clear();
-    RefillServerList(QString());
+    RefillServerList(-1);
 }
 
 }  // namespace tavrin

@@ -93,15 +93,61 @@ QStringList TavrinQtWindow::SelectionAfterServerEdit(const std::vector<ServerEnt
     return selection;
 }
 
+QString TavrinQtWindow::SelectedServersSignature() const {
+    return ServerSetSignature(SelectedServers(settings_));
+}
+
+// Ticks, passwords and revisions are kept under the server's address: an address the player
+// changed takes them along.
+void TavrinQtWindow::MoveKeysOfChangedUrls(const QHash<QString, QString>& changedUrls) {
+    if (changedUrls.isEmpty()) {
+        return;
+    }
+    const auto moveAll = [&changedUrls](QStringList& keys) {
+        for (QString& key : keys) {
+            key = MoveProjectKey(changedUrls, key);
+        }
+        keys.removeDuplicates();
+    };
+    moveAll(settings_.selectedProjects);
+    moveAll(settings_.autoSyncProjects);
+    moveAll(keysToRestore_);
+    // The lists on show move too, so that the ticks read from them carry the new address.
+    for (ProjectEntry& entry : projectEntries_) {
+        const QString moved = FollowChangedUrl(changedUrls, entry.serverUrl);
+        for (const ServerEntry& server : settings_.servers) {
+            if (server.url.trimmed().toLower() == moved) {
+                entry.serverUrl = server.url.trimmed();
+            }
+        }
+    }
+    QHash<QString, QString> passwords;
+    for (auto it = settings_.projectPasswords.cbegin(); it != settings_.projectPasswords.cend();
+         ++it) {
+        passwords.insert(MoveProjectKey(changedUrls, it.key()).toLower(), it.value());
+    }
+    settings_.projectPasswords = passwords;
+    const std::lock_guard<std::mutex> lock(revisionsMutex_);
+    std::map<QString, quint64> revisions;
+    for (const auto& [url, revision] : settings_.autoSyncRevisions) {
+        revisions[FollowChangedUrl(changedUrls, url)] = revision;
+    }
+    settings_.autoSyncRevisions = revisions;
+}
+
 void TavrinQtWindow::TakeSettingsBack(const SettingsDialog& dialog) {
     const SettingsDialogValues values = dialog.Values();
     const std::vector<ServerEntry> serversBefore = settings_.servers;
     const bool lockBefore = settings_.httpLockEnabled;
     const bool autoSyncBefore = settings_.autoSyncEnabled;
+    const QString targetBefore = settings_.targetPath;
     const QStringList watchedBefore = AutoSyncSelection();
 
+    const QString selectedBefore = SelectedServersSignature();
     settings_.servers = values.servers;
     settings_.selectedDomains = SelectionAfterServerEdit(serversBefore);
+    const bool serversChanged = SelectedServersSignature() != selectedBefore;
+    MoveKeysOfChangedUrls(dialog.ChangedUrls());
     settings_.targetPath = QDir::toNativeSeparators(values.targetPath.trimmed());
     settings_.targetValidationEnabled = values.targetValidationEnabled;
     settings_.httpLockEnabled = values.httpLockEnabled;
@@ -125,10 +171,18 @@ void TavrinQtWindow::TakeSettingsBack(const SettingsDialog& dialog) {
     UpdateCommandStates();
 
     // A lock switched either way changes which servers can be reached: their lists are fetched
-    // again. Otherwise they are fetched only when the selected servers changed.
-    RefreshProjectLists(lockBefore != settings_.httpLockEnabled);
+    // again. Otherwise they are fetched only when the selected servers changed. A run in
+    // progress holds the lists; they are fetched when it has ended.
+    if (busy_.load() || starting_.load()) {
+        listsStaleAfterRun_ = true;
+    } else {
+        RefreshProjectLists(lockBefore != settings_.httpLockEnabled);
+    }
     RestartAutoSync(false);
-    if (settings_.autoSyncEnabled && (!autoSyncBefore || AutoSyncSelection() != watchedBefore)) {
+    // A first run when auto-sync comes on, or when what it keeps in step has changed.
+    if (settings_.autoSyncEnabled &&
+        (!autoSyncBefore || !SameKeys(AutoSyncSelection(), watchedBefore) || serversChanged ||
+         targetBefore != settings_.targetPath)) {
         QTimer::singleShot(0, this, [this] { StartInitialAutoSync(); });
     }
 }

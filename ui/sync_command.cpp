@@ -280,6 +280,10 @@ void TavrinQtWindow::OnSyncFinished(const SyncOutcome& outcome) {
         box.exec();
     }
     UpdateCommandStates();
+    if (listsStaleAfterRun_) {
+        listsStaleAfterRun_ = false;
+        RefreshProjectLists(true);
+    }
     if (settings_.autoSyncEnabled && followUpPending_ && !busy_.load()) {
         followUpPending_ = false;
         RequestSync(true, Text("reason.sync_follow_up_after_change"));

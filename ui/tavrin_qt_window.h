@@ -137,6 +137,8 @@ private:
     void OnProjectListsLoaded(const ProjectListsResult& result);
     void TakeSettingsBack(const SettingsDialog& dialog);
     QStringList SelectionAfterServerEdit(const std::vector<ServerEntry>& before) const;
+    QString SelectedServersSignature() const;
+    void MoveKeysOfChangedUrls(const QHash<QString, QString>& changedUrls);
     void RebuildProjectChecks(const QStringList& keys);
     void ShowProjectPlaceholder(const char* key);
     void ClearProjectChecks();
@@ -178,6 +180,7 @@ private:
     std::atomic<int> runningWatchers_{0};
     bool initialSyncWaitsForLists_ = false;
     bool settingsDialogOpen_ = false;
+    bool listsStaleAfterRun_ = false;  // the servers changed during a run
     bool settingsSavePending_ = false;
     bool revisionsSavePending_ = false;
     bool suppressSettingsSave_ = false;

@@ -94,10 +94,15 @@ std::vector<ProjectEntry> TwoProjects(const QString& url) {
             {QStringLiteral("Club"), url, "Tracks", QStringLiteral("Club | Tracks"), false}};
 }
 
-// Runs `drive` on the settings dialog once the window has opened it modally.
+// Runs `drive` on the settings dialog once the window has opened it modally; gives up after
+// 10 s, so that a dialog that never opens cannot be driven by a later test.
 void WhenDialogOpens(std::function<void(SettingsDialog&)> drive) {
-    auto* poll = new QTimer;
+    auto* poll = new QTimer(QCoreApplication::instance());
     poll->setInterval(20);
+    QTimer::singleShot(10000, poll, [poll] {
+        poll->stop();
+        poll->deleteLater();
+    });
     QObject::connect(poll, &QTimer::timeout, [poll, drive] {
         auto* dialog = qobject_cast<SettingsDialog*>(QApplication::activeModalWidget());
         if (dialog == nullptr || !dialog->isVisible()) {
@@ -558,6 +563,86 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(
             sandbox.ReadSettings().contains("domain_1_url=http://" + typed.toUtf8()), kRunMs);
         QVERIFY(sandbox.ReadSettings().contains("count=2"));
+        // The lock switched on in the dialog reaches every later connection at once.
+        WhenDialogOpens([&](SettingsDialog& dialog) {
+            Named<QCheckBox>(dialog, "SettingsHttpLockCheck")->click();
+            ButtonWithText(dialog, T("button.ok"))->click();
+        });
+        window.findChild<QAction*>(QStringLiteral("SettingsAction"))->trigger();
+        QVERIFY(window.Settings().httpLockEnabled);
+        QVERIFY(!plainHttpAllowed.load());
+        QTRY_VERIFY_WITH_TIMEOUT(sandbox.ReadSettings().contains("http_lock_enabled=true"), kRunMs);
+    }
+
+    void AnAddressChangedInTheDialogTakesTicksAndPasswordsAlong() {
+        test::UiSandbox sandbox;
+        test::ContentServer server;
+        server.AddFile("Cars", "content/cars/gt/data.ini", "power=500\n");
+        const QString oldUrl = QString::fromUtf8(UrlOf(server));
+        const QString newUrl = QStringLiteral("http://localhost:%1").arg(server.Http().Port());
+        const QByteArray key = oldUrl.toLower().toUtf8() + "|Cars";
+        sandbox.WriteSettings(WindowSettings(
+            QString(), {{"Club", &server}}, key, "auto_sync_projects=" + key + "\n",
+            "[ProjectPasswords]\n1\\key=" + key.toLower() + "\n1\\password=pw\nsize=1\n"));
+        ModalAnswerer answers;
+        TavrinQtWindow window;
+        QTRY_VERIFY_WITH_TIMEOUT(!window.ProjectEntries().empty(), kRunMs);
+        QCOMPARE(window.Settings().projectPasswords.value(key.toLower()), "pw");
+        WhenDialogOpens([&](SettingsDialog& dialog) {
+            Named<QListWidget>(dialog, "SettingsServerList")->setCurrentRow(0);
+            Named<QLineEdit>(dialog, "SettingsServerUrlEdit")->setText(newUrl);
+            ClickAdd(dialog);
+            // The tree shows the project under the new address, still ticked.
+            const QStringList ticked = dialog.Values().autoSyncProjects;
+            QCOMPARE(ticked, QStringList{newUrl + "|Cars"});
+            ButtonWithText(dialog, T("button.ok"))->click();
+        });
+        window.findChild<QAction*>(QStringLiteral("SettingsAction"))->trigger();
+        QVERIFY2(answers.messages.isEmpty(), qPrintable(answers.messages.join('\n')));
+        const SettingsRecord& settings = window.Settings();
+        QCOMPARE(settings.servers.size(), std::size_t{1});
+        QCOMPARE(settings.servers[0].url, newUrl);
+        QCOMPARE(settings.selectedDomains, QStringList{newUrl});
+        QCOMPARE(settings.selectedProjects, QStringList{newUrl + "|Cars"});
+        QCOMPARE(settings.autoSyncProjects, QStringList{newUrl + "|Cars"});
+        QCOMPARE(settings.projectPasswords.size(), 1);
+        QCOMPARE(settings.projectPasswords.value(newUrl.toLower() + "|cars"), "pw");
+        // The project section lists it from the new address, ticked.
+        QTRY_VERIFY_WITH_TIMEOUT(
+            !window.ProjectEntries().empty() && window.ProjectEntries()[0].serverUrl == newUrl,
+            kRunMs);
+        QTRY_COMPARE_WITH_TIMEOUT(window.CheckedProjectKeys(), QStringList{newUrl + "|Cars"},
+                                  kRunMs);
+    }
+
+    void AnAddressListedAlreadyUpdatesItsRowAndARemovedServerLeavesTheTree() {
+        test::UiSandbox sandbox;
+        const QString url = QStringLiteral("https://club.example");
+        SettingsDialogValues values;
+        values.servers = {{"Club", url}, {"Other", "https://other.example"}};
+        values.targetPath = sandbox.MakeGameFolder();
+        values.autoSyncEnabled = true;
+        values.autoSyncProjects = {url + "|Cars"};
+        SettingsDialog dialog(values, TwoProjects(url), nullptr);
+        dialog.show();
+        ModalAnswerer answers;
+        answers.buttons = {QMessageBox::Yes};
+        TypeServer(dialog, QStringLiteral("Club renamed"), QStringLiteral("https://CLUB.example/"));
+        ClickAdd(dialog);
+        QCOMPARE(dialog.Values().servers.size(), std::size_t{2});
+        QCOMPARE(dialog.Values().servers[0].name, "Club renamed");
+        QCOMPARE(Named<QListWidget>(dialog, "SettingsServerList")->currentRow(), 0);
+        QCOMPARE(dialog.Values().autoSyncProjects, QStringList{url + "|Cars"});
+        ButtonWithText(dialog, T("button.remove"))->click();
+        QCOMPARE(dialog.Values().servers.size(), std::size_t{1});
+        QCOMPARE(Named<QTreeWidget>(dialog, "SettingsAutoSyncTree")->topLevelItemCount(), 0);
+        QVERIFY(LabelShown(dialog, "0 of 0 selected"));
+        // With its projects gone, auto-sync has nothing to watch: OK is refused.
+        ButtonWithText(dialog, T("button.ok"))->click();
+        QCOMPARE(answers.messages,
+                 QStringList({Filled("warn.confirm_remove_server", "Club renamed"),
+                              T("warn.select_at_least_one_project")}));
+        QCOMPARE(CurrentTab(dialog), "SettingsAutoSyncTab");
     }
 
     void AutoSyncSwitchedOnInTheDialogBringsTheFolderInStep() {
