@@ -11,8 +11,16 @@
 #                                             (tavrin-server publishing examples/content) and
 #                                             a sample game folder; taken when the Windows
 #                                             Qt is built (scripts/build-qt-windows.sh)
-#   scripts/screenshot.sh     (builds first; TAVRIN_SKIP_DEPS=1 skips the package step)
+#   docs/screenshots/settings-*.png           the settings dialog on Linux, one picture per
+#                                             tab, opened from the menu bar of the first
+#                                             picture's window
+#   scripts/screenshot.sh [main|sync|settings|windows ...]
+#                             (all by default; builds first; TAVRIN_SKIP_DEPS=1 skips the
+#                             package step)
 set -euo pipefail
+
+wanted=("$@")
+want() { [ ${#wanted[@]} -eq 0 ] || [[ " ${wanted[*]} " == *" $1 "* ]]; }
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
@@ -80,13 +88,40 @@ linux_picture() {
                 xdotool key ctrl+Return
                 sleep 5  # the run is comparing done and downloading by now
             fi
+            if [ "$1" = settings ]; then
+                # The menu bar'"'"'s first entry opens the dialog; Ctrl+Tab walks its tabs.
+                xdotool mousemove --window "$window" 30 12 click 1
+                for _ in $(seq 50); do
+                    dialog=$(xdotool search --onlyvisible --name "^Settings\$" 2>/dev/null | head -1)
+                    [ -n "$dialog" ] && break
+                    sleep 0.1
+                done
+                [ -n "${dialog:-}" ] || { echo "the settings dialog did not open" >&2; kill $pid; exit 1; }
+                sleep 1
+                for name in language servers general autostart auto-sync legal-de legal-en notice; do
+                    import -window "$dialog" "docs/screenshots/settings-$name.png"
+                    echo "saved docs/screenshots/settings-$name.png"
+                    xdotool key --window "$dialog" ctrl+Tab
+                    sleep 0.6
+                done
+                kill $pid
+                exit 0
+            fi
             import -window "$window" "$0"
             kill $pid
         ' "$1" "${2:-}"
-    echo "saved $1"
+    [ "${2:-}" = settings ] || echo "saved $1"
 }
 mkdir -p docs/screenshots
-linux_picture docs/screenshots/main-window.png
+if want main; then
+    linux_picture docs/screenshots/main-window.png
+fi
+if want settings; then
+    linux_picture docs/screenshots/settings-dialog settings
+fi
+if ! want sync && ! want windows; then
+    exit 0
+fi
 
 # A sync in progress: a copy of the demo's content with 72 MB more, served slowly, into an
 # empty game folder.
@@ -112,11 +147,16 @@ mkdir -p "$work/empty/Assetto Corsa/content"
 printf 'MZ' >"$work/empty/Assetto Corsa/AssettoCorsa.exe"
 url="http://127.0.0.1:$proxy_port"
 write_settings "$work/empty/Assetto Corsa"
-linux_picture docs/screenshots/sync-running.png sync
+if want sync; then
+    linux_picture docs/screenshots/sync-running.png sync
+fi
 kill $slow_server $proxy 2>/dev/null || true
 url="http://127.0.0.1:$port"
 
 # The Windows picture: Tavrin.exe of the windows-cross build under Wine.
+if ! want windows; then
+    exit 0
+fi
 if ! ls "${TAVRIN_QT_CACHE:-$HOME/.cache/tavrin}"/qt-*-mingw-static/.tavrin-build-key >/dev/null 2>&1 &&
     [ -z "${TAVRIN_QT_WINDOWS:-}" ]; then
     echo "skipped docs/screenshots/windows-main-window.png: no Qt for Windows (scripts/build-qt-windows.sh)"
