@@ -12,7 +12,7 @@ namespace {
 
 constexpr HttpTimeouts kProbeTimeouts{2500, 2500, 2500, 2500};
 // Enough to know that an HTTP answer came; the rest of a large answer is not waited for.
-constexpr std::uint64_t kProbeBodyLimit = 64 * 1024;
+constexpr std::uint64_t kProbeBodyLimit = std::uint64_t{64} * 1024;
 
 }  // namespace
 
