@@ -1,4 +1,5 @@
 #include "server/content_server.h"
+#include "server/password_file.h"
 
 // Boost 1.74's Asio needs <utility> before it with GCC 12.
 #include <utility>
@@ -526,6 +527,7 @@ void ContentServer::Stop() {
 }
 
 bool ParseServerArguments(int argc, char** argv, ServerConfig& config, std::string& error) {
+    std::vector<std::filesystem::path> passwordFiles;
     for (int i = 1; i < argc; ++i) {
         const std::string word = argv[i];
         const bool hasValue = i + 1 < argc;
@@ -552,6 +554,8 @@ bool ParseServerArguments(int argc, char** argv, ServerConfig& config, std::stri
                 return false;
             }
             config.passwords[value.substr(0, equals)] = value.substr(equals + 1);
+        } else if (word == "--password-file" && hasValue) {
+            passwordFiles.emplace_back(argv[++i]);
         } else if (word == "--tls-cert" && hasValue) {
             config.tlsCertificate = argv[++i];
         } else if (word == "--tls-key" && hasValue) {
@@ -566,6 +570,12 @@ bool ParseServerArguments(int argc, char** argv, ServerConfig& config, std::stri
     if (config.root.empty()) {
         error = "--root is required";
         return false;
+    }
+    // After the whole command line: a --password given there wins over any file.
+    for (const std::filesystem::path& file : passwordFiles) {
+        if (!ReadPasswordFile(file, config.passwords, error)) {
+            return false;
+        }
     }
     if (config.tlsCertificate.empty() != config.tlsKey.empty()) {
         error = "--tls-cert and --tls-key go together";

@@ -1,16 +1,46 @@
 // tavrin-server: publishes the folders under --root as projects. See README.
+#include <cstring>
 #include <iostream>
 
 #include "server/content_server.h"
 
+namespace {
+
+constexpr const char* kUsage =
+    "Usage: tavrin-server --root DIR [--listen HOST:PORT] [--scan-interval SECONDS]\n"
+    "                     [--password PROJECT=SECRET]... [--password-file FILE]...\n"
+    "                     [--tls-cert FILE --tls-key FILE]\n"
+    "       tavrin-server --help | --version\n"
+    "\n"
+    "Publishes every folder under DIR as a project for Tavrin clients.\n"
+    "\n"
+    "  --root DIR              the folder whose subfolders are the projects\n"
+    "  --listen HOST:PORT      where to listen (default 127.0.0.1:8080; port 0 picks one)\n"
+    "  --scan-interval SECONDS how often the root is scanned for changes (default 2)\n"
+    "  --password PROJECT=SECRET\n"
+    "                          protect a project; visible to every user in `ps`: prefer\n"
+    "  --password-file FILE    one PROJECT=SECRET per line, '#' starts a comment; the file\n"
+    "                          must be readable only by its owner (chmod 600)\n"
+    "  --tls-cert FILE, --tls-key FILE\n"
+    "                          serve HTTPS with this PEM certificate chain and key\n";
+
+}  // namespace
+
 int main(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--help") == 0 || std::strcmp(argv[i], "-h") == 0) {
+            std::cout << kUsage;
+            return 0;
+        }
+        if (std::strcmp(argv[i], "--version") == 0) {
+            std::cout << "tavrin-server " TAVRIN_VERSION "\n";
+            return 0;
+        }
+    }
     tavrin::server::ServerConfig config;
     std::string error;
     if (!tavrin::server::ParseServerArguments(argc, argv, config, error)) {
-        std::cerr << "tavrin-server: " << error << "\n\n"
-                  << "Usage: tavrin-server --root DIR [--listen HOST:PORT] "
-                     "[--password PROJECT=SECRET]... [--scan-interval SECONDS]\n"
-                     "                     [--tls-cert FILE --tls-key FILE]\n";
+        std::cerr << "tavrin-server: " << error << "\n\n" << kUsage;
         return 2;
     }
     tavrin::server::ContentServer server(config);

@@ -36,7 +36,16 @@ printf 'MZ' >"$work/game/AssettoCorsa.exe"
 printf 'mine' >"$work/game/content/mine.txt"
 
 port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
-"$server" --root "$work/root" --listen "127.0.0.1:$port" --password beta=pw \
+# The password comes from a private file, as an operator's service gives it: a file that others
+# may read is refused before the server listens.
+printf '# projects and their passwords\n\nbeta=pw\n' >"$work/passwords"
+chmod 644 "$work/passwords"
+"$server" --root "$work/root" --listen "127.0.0.1:$port" --password-file "$work/passwords" \
+    >/dev/null 2>"$work/open-file.err"
+check "a password file others can read is refused" [ $? -eq 2 ]
+check "refusal names the mode" grep -qF "other users may read it (mode 0644); make it private with chmod 600" "$work/open-file.err"
+chmod 600 "$work/passwords"
+"$server" --root "$work/root" --listen "127.0.0.1:$port" --password-file "$work/passwords" \
     --scan-interval 0.3 2>"$work/server.log" &
 server_pid=$!
 for _ in $(seq 50); do
