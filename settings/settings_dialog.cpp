@@ -33,22 +33,22 @@ QString LegalText(std::string_view code, std::string LegalTexts::*field) {
     return QString::fromStdString(LegalTextsFor(code).*field);
 }
 
-QVBoxLayout* PageLayout(QWidget* page) {
+}  // namespace
+
+QVBoxLayout* SettingsDialog::PageLayout(QWidget* page) {
     auto* layout = new QVBoxLayout(page);
     layout->setContentsMargins(12, 10, 12, 10);
     layout->setSpacing(6);
     return layout;
 }
 
-QWidget* MakePage(const char* objectName, const char* titleKey) {
+QWidget* SettingsDialog::MakePage(const char* objectName, const char* titleKey) {
     auto* page = new QWidget;
     page->setObjectName(QString::fromLatin1(objectName));
     page->setAttribute(Qt::WA_StyledBackground, true);  // lets the style sheet paint it
     page->setProperty("titleKey", QString::fromLatin1(titleKey));
     return page;
 }
-
-}  // namespace
 
 SettingsDialog::SettingsDialog(const SettingsDialogValues& values,
                                const std::vector<ProjectEntry>& projects, QWidget* parent)

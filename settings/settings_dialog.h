@@ -20,6 +20,7 @@ class QPushButton;
 class QTabWidget;
 class QTreeWidget;
 class QTreeWidgetItem;
+class QVBoxLayout;
 
 namespace tavrin {
 
@@ -73,6 +74,9 @@ private:
         const char* key;
         bool placeholder;
     };
+    // A tab page under its object name, styled by the sheet, with the key of its title.
+    static QWidget* MakePage(const char* objectName, const char* titleKey);
+    static QVBoxLayout* PageLayout(QWidget* page);
     QWidget* BuildLanguageTab();
     QWidget* BuildServerTab();
     QWidget* BuildGeneralTab();

@@ -43,13 +43,8 @@ QString MoveProjectKey(const QHash<QString, QString>& changedUrls, const QString
 }
 
 QWidget* SettingsDialog::BuildAutoSyncTab() {
-    auto* page = new QWidget;
-    page->setObjectName(QStringLiteral("SettingsAutoSyncTab"));
-    page->setAttribute(Qt::WA_StyledBackground, true);
-    page->setProperty("titleKey", QStringLiteral("dialog.tab_auto_sync"));
-    auto* layout = new QVBoxLayout(page);
-    layout->setContentsMargins(12, 10, 12, 10);
-    layout->setSpacing(6);
+    QWidget* page = MakePage("SettingsAutoSyncTab", "dialog.tab_auto_sync");
+    QVBoxLayout* layout = PageLayout(page);
     layout->addWidget(TranslatedLabel("section.sync", "SectionTitle", page));
     autoSync_ = new QCheckBox(page);
     autoSync_->setObjectName(QStringLiteral("SettingsAutoSyncCheck"));

@@ -71,18 +71,14 @@ void TavrinQtWindow::OpenSettingsDialog(const QString& tab) {
 // selected, since the player has no other place to tick it. When nothing is left, the first
 // server is, as when the settings are loaded.
 QStringList TavrinQtWindow::SelectionAfterServerEdit(const std::vector<ServerEntry>& before) const {
-    const std::vector<ServerEntry> beforeSelected = [&] {
-        SettingsRecord old = settings_;
-        old.servers = before;
-        return SelectedServers(old);
-    }();
     QStringList selection;
     for (const ServerEntry& server : settings_.servers) {
         const QString url = server.url.trimmed();
         if (url.isEmpty()) {
             continue;
         }
-        if (!ContainsUrl(before, url) || ContainsUrl(beforeSelected, url)) {
+        if (!ContainsUrl(before, url) ||
+            settings_.selectedDomains.contains(url, Qt::CaseInsensitive)) {
             selection << url;
         }
     }
