@@ -107,7 +107,8 @@ struct ContentServer::Impl {
     std::list<std::weak_ptr<PendingPoll>> polls;  // touched on the I/O thread only
     std::optional<asio::ssl::context> tls;        // set when serving https
 
-    explicit Impl(ServerConfig c) : config(std::move(c)), catalog(config.root) {}
+    explicit Impl(ServerConfig c)
+        : config(std::move(c)), catalog(config.root, config.stateFolder) {}
 
     void Accept();
     void WakePolls();
@@ -556,6 +557,8 @@ bool ParseServerArguments(int argc, char** argv, ServerConfig& config, std::stri
             config.passwords[value.substr(0, equals)] = value.substr(equals + 1);
         } else if (word == "--password-file" && hasValue) {
             passwordFiles.emplace_back(argv[++i]);
+        } else if (word == "--state-dir" && hasValue) {
+            config.stateFolder = argv[++i];
         } else if (word == "--tls-cert" && hasValue) {
             config.tlsCertificate = argv[++i];
         } else if (word == "--tls-key" && hasValue) {

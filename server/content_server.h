@@ -16,6 +16,7 @@ struct ServerConfig {
     double scanIntervalSeconds = 2.0;
     std::filesystem::path tlsCertificate;  // PEM chain; with tlsKey, the server speaks https
     std::filesystem::path tlsKey;
+    std::filesystem::path stateFolder;  // hash cache and revision; empty: <root>/.tavrin-server
 };
 
 // tavrin-server: publishes the folders under the root as projects over the client's HTTP

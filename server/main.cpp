@@ -9,7 +9,7 @@ namespace {
 constexpr const char* kUsage =
     "Usage: tavrin-server --root DIR [--listen HOST:PORT] [--scan-interval SECONDS]\n"
     "                     [--password PROJECT=SECRET]... [--password-file FILE]...\n"
-    "                     [--tls-cert FILE --tls-key FILE]\n"
+    "                     [--state-dir DIR] [--tls-cert FILE --tls-key FILE]\n"
     "       tavrin-server --help | --version\n"
     "\n"
     "Publishes every folder under DIR as a project for Tavrin clients.\n"
@@ -21,6 +21,8 @@ constexpr const char* kUsage =
     "                          protect a project; visible to every user in `ps`: prefer\n"
     "  --password-file FILE    one PROJECT=SECRET per line, '#' starts a comment; the file\n"
     "                          must be readable only by its owner (chmod 600)\n"
+    "  --state-dir DIR         where the hash cache and the revision are kept\n"
+    "                          (default: .tavrin-server inside the root)\n"
     "  --tls-cert FILE, --tls-key FILE\n"
     "                          serve HTTPS with this PEM certificate chain and key\n";
 

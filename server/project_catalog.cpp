@@ -28,8 +28,9 @@ double MtimeOf(const struct stat& info) {
 
 }  // namespace
 
-ProjectCatalog::ProjectCatalog(std::filesystem::path root)
-    : root_(std::move(root)), stateFolder_(root_ / ".tavrin-server") {
+ProjectCatalog::ProjectCatalog(std::filesystem::path root, std::filesystem::path stateFolder)
+    : root_(std::move(root)),
+      stateFolder_(stateFolder.empty() ? root_ / ".tavrin-server" : std::move(stateFolder)) {
     LoadState();
 }
 

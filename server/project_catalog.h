@@ -24,12 +24,14 @@ struct Project {
 };
 
 // The projects under the root, kept up to date by Rescan(). Hashes are cached by path, size
-// and modification time, in memory and in "<root>/.tavrin-server/hashes.json", so a restart
-// hashes nothing that did not change; the revision ("state.json") survives restarts too.
+// and modification time, in memory and in "hashes.json" of the state folder, so a restart
+// hashes nothing that did not change; the revision ("state.json") survives restarts too. The
+// state folder is "<root>/.tavrin-server" unless one is given: a service whose root is
+// read-only keeps it elsewhere.
 // Symbolic links are never followed nor listed. Thread-safe.
 class ProjectCatalog {
 public:
-    explicit ProjectCatalog(std::filesystem::path root);
+    explicit ProjectCatalog(std::filesystem::path root, std::filesystem::path stateFolder = {});
 
     // Scans the root again; true when any project's file list changed (the revision grew).
     bool Rescan();

@@ -35,8 +35,9 @@ protected:
         StopServer();
         plainHttpAllowed = previousLock_;
     }
-    void StartServer(bool tls = false) {
+    void StartServer(bool tls = false, const std::filesystem::path& stateFolder = {}) {
         ServerConfig config;
+        config.stateFolder = stateFolder;
         if (tls) {
             config.tlsCertificate = test::TlsTestDataFolder() + "/server.pem";
             config.tlsKey = test::TlsTestDataFolder() + "/server.key";
@@ -274,6 +275,31 @@ TEST_F(ContentServerTest, restartKeepsTheRevisionAndTheHashes) {
     ReleaseChangeFeedConnection();
 }
 
+TEST_F(ContentServerTest, stateFolderOutsideTheRootKeepsTheRevisionAndLeavesTheRootAlone) {
+    const auto state = sandbox_ / "state";
+    StartServer(false, state);
+    ChangeFeedResult before;
+    std::wstring error;
+    ASSERT_TRUE(PollChanges(Url(), L"", 0, 0, {}, before, error, nullptr));
+    ReleaseChangeFeedConnection();
+    StopServer();
+    EXPECT_TRUE(std::filesystem::is_regular_file(state / "state.json"));
+    EXPECT_TRUE(std::filesystem::is_regular_file(state / "hashes.json"));
+    EXPECT_FALSE(std::filesystem::exists(sandbox_ / "root" / ".tavrin-server"));
+    const auto file = sandbox_ / "root" / "alpha" / "content" / "a.txt";
+    const auto time = std::filesystem::last_write_time(file);
+    test::WriteFile(file, "ALPHA FILE");
+    std::filesystem::last_write_time(file, time);
+    StartServer(false, state);
+    ChangeFeedResult after;
+    ASSERT_TRUE(PollChanges(Url(), L"", 0, 0, {}, after, error, nullptr));
+    EXPECT_EQ(after.revision, before.revision);
+    std::string body;
+    ASSERT_EQ(Get("/file_list/alpha", &body), 200U);
+    EXPECT_NE(body.find(test::ContentServer::Sha256Hex("alpha file")), std::string::npos);
+    ReleaseChangeFeedConnection();
+}
+
 TEST_F(ContentServerTest, holdsManyLongPollsAtOnce) {
     StartServer();
     ChangeFeedResult first;
@@ -322,6 +348,17 @@ TEST(ServerArgumentsTest, certificateAndKeyGoTogether) {
     const char* arguments[] = {"tavrin-server", "--root", "/srv", "--tls-cert", "c.pem"};
     EXPECT_FALSE(server::ParseServerArguments(5, const_cast<char**>(arguments), config, error));
     EXPECT_EQ(error, "--tls-cert and --tls-key go together");
+}
+
+TEST(ServerArgumentsTest, stateDirNamesTheStateFolder) {
+    ServerConfig config;
+    std::string error;
+    const char* arguments[] = {"tavrin-server", "--root", "/srv/tavrin", "--state-dir",
+                               "/var/lib/tavrin-server"};
+    ASSERT_TRUE(server::ParseServerArguments(5, const_cast<char**>(arguments), config, error))
+        << error;
+    EXPECT_EQ(config.stateFolder, std::filesystem::path("/var/lib/tavrin-server"));
+    EXPECT_EQ(config.root, std::filesystem::path("/srv/tavrin"));
 }
 
 }  // namespace
