@@ -447,6 +447,12 @@ ContentServer::~ContentServer() {
 }
 
 bool ContentServer::Start(std::string& error) {
+    // A mistyped or not yet mounted root would otherwise be served as a server without projects.
+    std::error_code rootError;
+    if (!std::filesystem::is_directory(impl_->config.root, rootError)) {
+        error = "the root " + impl_->config.root.string() + " is not a folder";
+        return false;
+    }
     beast::error_code ec;
     const auto address = asio::ip::make_address(impl_->config.host, ec);
     if (ec) {

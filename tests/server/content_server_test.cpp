@@ -342,6 +342,17 @@ TEST_F(ContentServerTest, servesHttpsWithItsCertificate) {
     EXPECT_EQ(body, "alpha file");
 }
 
+TEST(ContentServerStartTest, aMissingRootIsRefusedInsteadOfServedEmpty) {
+    test::Sandbox sandbox;
+    ServerConfig config;
+    config.root = sandbox / "not-there";
+    config.port = 0;
+    ContentServer server(config);
+    std::string error;
+    EXPECT_FALSE(server.Start(error));
+    EXPECT_EQ(error, "the root " + config.root.string() + " is not a folder");
+}
+
 TEST(ServerArgumentsTest, certificateAndKeyGoTogether) {
     ServerConfig config;
     std::string error;
