@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "cli/progress_line.h"
 #include "cli/terminal.h"
+#include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
 #include "sync/progress_format.h"
 
@@ -13,14 +15,6 @@ namespace {
 
 std::string Dump(const nlohmann::json& event) {
     return event.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
-}
-
-std::string Bar(std::uint32_t done, std::uint32_t total) {
-    constexpr int kWidth = 24;
-    const double share = total == 0 ? 0.0 : std::clamp(static_cast<double>(done) / total, 0.0, 1.0);
-    const int filled = static_cast<int>(share * kWidth);
-    return "[" + std::string(static_cast<std::size_t>(filled), '#') +
-           std::string(static_cast<std::size_t>(kWidth - filled), '-') + "]";
 }
 
 }  // namespace
@@ -36,7 +30,20 @@ std::string TimeStamp() {
     return stamp;
 }
 
-CliOutput::CliOutput(bool json, bool progressLine) : json_(json), progressLine_(progressLine) {}
+CliOutput::CliOutput(bool json, bool progressLine) : json_(json), progressLine_(progressLine) {
+    if (progressLine_) {
+        WatchTerminalWidth();
+    }
+}
+
+std::wstring ForTheCommandLine(std::wstring text) {
+    // The window's refusal of plain HTTP names its setting; here the option lifts it.
+    const std::wstring windowText = TrWide("error.http_requires_unlock");
+    if (const std::size_t at = text.find(windowText); at != std::wstring::npos) {
+        text.replace(at, windowText.size(), TrWide("error.http_requires_allow_http"));
+    }
+    return text;
+}
 
 void CliOutput::FinishProgressLine() {
     if (progressShown_) {
@@ -48,7 +55,8 @@ void CliOutput::FinishProgressLine() {
 void CliOutput::Log(const std::wstring& line) {
     std::lock_guard lock(mutex_);
     const bool bold = line.rfind(kHighlightPrefix, 0) == 0;
-    const std::string text = WideToUtf8(bold ? line.substr(kHighlightPrefix.size()) : line);
+    const std::string text =
+        WideToUtf8(ForTheCommandLine(bold ? line.substr(kHighlightPrefix.size()) : line));
     if (json_) {
         const std::string stamp = TimeStamp();
         WriteOut(
@@ -82,15 +90,18 @@ void CliOutput::Progress(const ProgressMessage& message) {
         return;
     }
     lastLine_ = now;
-    std::string line = Bar(message.done, message.total) + " " +
-                       WideToUtf8(FormatProgressCounts(message)) + "  " +
-                       WideToUtf8(FormatRate(message));
+    ProgressLineParts parts;
+    parts.done = message.done;
+    parts.total = message.total;
+    parts.counts = WideToUtf8(FormatProgressCounts(message));
+    parts.rate = WideToUtf8(FormatRate(message));
     if (!message.comparing && message.elapsedSeconds > 0.5 && message.bytesDone > 0) {
         const double rate = static_cast<double>(message.bytesDone) / message.elapsedSeconds;
         const double left = static_cast<double>(message.bytesTotal -
                                                 std::min(message.bytesTotal, message.bytesDone));
-        line += "  " + WideToUtf8(FormatEta(left / rate));
+        parts.remainingTime = WideToUtf8(FormatEta(left / rate));
     }
+    const std::string line = FitProgressLine(parts, TerminalColumns());
     WriteErr("\r\x1b[K" + line);
     progressShown_ = true;
 }
@@ -103,7 +114,7 @@ void CliOutput::Result(bool ok, const std::wstring& message, std::uint64_t files
     if (json_) {
         WriteOut(Dump({{"event", "result"},
                        {"ok", ok},
-                       {"message", WideToUtf8(message)},
+                       {"message", WideToUtf8(ForTheCommandLine(message))},
                        {"files_listed", filesListed},
                        {"files_up_to_date", filesUpToDate},
                        {"files_downloaded", filesDownloaded},

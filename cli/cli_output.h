@@ -32,6 +32,9 @@ private:
     std::chrono::steady_clock::time_point lastLine_{};
 };
 
+// The engine's text as the command line says it: the window's settings become options.
+std::wstring ForTheCommandLine(std::wstring text);
+
 // "[hh:mm:ss] " of the local time.
 std::string TimeStamp();
 

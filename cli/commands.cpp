@@ -26,7 +26,7 @@ namespace tavrin::cli {
 namespace {
 
 void PrintError(const std::wstring& text) {
-    WriteErr(WideToUtf8(text) + "\n");
+    WriteErr(WideToUtf8(ForTheCommandLine(text)) + "\n");
 }
 
 // On a terminal the user is asked; otherwise there is no password and the run fails with the

@@ -12,6 +12,11 @@ namespace tavrin::cli {
 bool StdinIsTerminal();
 bool StderrIsTerminal();
 
+// The width in columns of the terminal behind standard error, measured again after each
+// resize; 80 when it cannot be measured. WatchTerminalWidth() starts following resizes.
+void WatchTerminalWidth();
+int TerminalColumns();
+
 // Prints `prompt` on standard error and reads one line from the terminal without echo.
 // False when nothing could be read (end of input).
 bool ReadSecretLine(const std::string& prompt, std::string& line);

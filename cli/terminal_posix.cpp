@@ -1,5 +1,7 @@
-// Linux side of the console: termios for hidden input, sigaction for SIGINT and SIGTERM.
+// Linux side of the console: termios for hidden input, sigaction for SIGINT, SIGTERM and
+// SIGWINCH.
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -19,7 +21,33 @@ void OnSignal(int) {
         interruptFlag->store(true);
     }
 }
+
+std::atomic<bool> terminalResized{true};  // true: not measured yet
+std::atomic<int> terminalColumns{80};
+
+void OnResize(int) {
+    terminalResized.store(true);
+}
 }  // namespace
+
+void WatchTerminalWidth() {
+    struct sigaction action {};
+    action.sa_handler = OnResize;
+    sigemptyset(&action.sa_mask);
+    // A resize must not break off a read or a wait of the run.
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGWINCH, &action, nullptr);
+}
+
+int TerminalColumns() {
+    if (terminalResized.exchange(false)) {
+        winsize size{};
+        if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) {
+            terminalColumns.store(size.ws_col);
+        }
+    }
+    return terminalColumns.load();
+}
 
 bool StdinIsTerminal() {
     return isatty(STDIN_FILENO) == 1;

@@ -49,6 +49,20 @@ bool StderrIsTerminal() {
     return IsConsole(STD_ERROR_HANDLE);
 }
 
+void WatchTerminalWidth() {}
+
+// The console reports its window with every call, resized or not: no event to follow.
+int TerminalColumns() {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (GetConsoleScreenBufferInfo(GetStdHandle(STD_ERROR_HANDLE), &info) != 0) {
+        const int columns = info.srWindow.Right - info.srWindow.Left + 1;
+        if (columns > 0) {
+            return columns;
+        }
+    }
+    return 80;
+}
+
 bool ReadSecretLine(const std::string& prompt, std::string& line) {
     WriteErr(prompt);
     const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);

@@ -7,7 +7,7 @@ namespace tavrin {
 
 // Every translation key the program looks up. Each language pack holds all of them; a key
 // used in the code but missing here fails a test.
-inline constexpr std::array<std::string_view, 185> kTranslationKeys = {
+inline constexpr std::array<std::string_view, 186> kTranslationKeys = {
     "accessible.project_from_server",
     "action.refresh_projects",
     "action.stop",
@@ -79,6 +79,7 @@ inline constexpr std::array<std::string_view, 185> kTranslationKeys = {
     "error.file_list_invalid_for_project",
     "error.file_path_left_target_blocked",
     "error.file_write_failed",
+    "error.http_requires_allow_http",
     "error.http_requires_unlock",
     "error.http_status_read_failed",
     "error.invalid_domain_url",

@@ -67,6 +67,9 @@ check "protected project arrived" cmp -s "$work/root/beta/b.ini" "$work/game/b.i
 check "unlisted file left alone" [ "$(cat "$work/game/content/mine.txt")" = "mine" ]
 check "no temporary files left" [ -z "$(find "$work/game" -name '*.tavrin_tmp')" ]
 check "log lines carry the time" grep -qE '^\[[0-9]{2}:[0-9]{2}:[0-9]{2}\] ' "$work/sync.out"
+check "output to files is plain: one line per event, no progress line" bash -c \
+    "! grep -qE \$'\\r|\\x1b' '$work/sync.out' '$work/sync.err' &&
+     ! grep -qvE '^\\[[0-9]{2}:[0-9]{2}:[0-9]{2}\\] ' '$work/sync.out'"
 
 run_cli sync --server "$url" --allow-http --target "$work/game" --project alpha --json \
     >"$work/json.out" 2>/dev/null
@@ -81,7 +84,9 @@ check "second file list came from the cache" grep -q '"GET /file_list/alpha" 304
 
 run_cli sync --server "$url" --target "$work/game" --project alpha >/dev/null 2>"$work/lock.err"
 check "plain http refused without --allow-http" [ $? -eq 1 ]
-check "lock message" grep -qF "$(text error.http_requires_unlock)" "$work/lock.err"
+check "lock message names --allow-http" grep -qF "$(text error.http_requires_allow_http)" "$work/lock.err"
+check "lock message does not send the user to the window's settings" \
+    bash -c "! grep -qF '$(text dialog.http_lock_checkbox)' '$work/lock.err'"
 
 run_cli sync --server "$url" --allow-http --target "$work/game" --project beta \
     </dev/null >/dev/null 2>"$work/pw.err"
@@ -102,6 +107,22 @@ check "usage error exits 2" [ $? -eq 2 ]
 check "usage is printed" grep -q 'Usage: tavrin-cli' "$work/usage.err"
 
 if [ -z "$runner" ]; then
+    # The live progress line in a real terminal fits its width, 40 columns and after a resize.
+    mkdir -p "$work/root/many" "$work/many"
+    python3 -c '
+import os, sys
+for i in range(4000):
+    folder = os.path.join(sys.argv[1], "content", "part%02d" % (i % 40))
+    os.makedirs(folder, exist_ok=True)
+    with open(os.path.join(folder, "file%05d.ini" % i), "w") as f:
+        f.write("value=%d\n" % i * 8)' "$work/root/many"
+    for _ in $(seq 100); do
+        run_cli projects --server "$url" --allow-http | grep -q '^many' && break
+        sleep 0.2
+    done
+    check "progress line fits a 40-column terminal and follows a resize" python3 \
+        "$source_dir/tests/cli/progress_in_terminal.py" "$cli" "$work/data" "$url" "$work/many" many
+
     # watch: an initial sync, then a change on the server is synced by itself; SIGINT ends it.
     "$cli" --data-dir "$work/data" --language en watch --server "$url" --allow-http \
         --target "$work/game" --project alpha --wait 2 >"$work/watch.out" 2>&1 &
