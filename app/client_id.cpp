@@ -69,7 +69,8 @@ std::wstring ClientId(const std::filesystem::path& settingsFile) {
     }
     std::wstring id;
     if (const std::wstring guid = NewGuidText(); !guid.empty()) {
-        id = std::wstring(kPrefix) + guid;
+        // Appended in place: GCC 12's fortified wmemcpy misreads a concatenated temporary.
+        id.assign(kPrefix).append(guid);
     }
     if (!IsValidClientId(id)) {
         id = MachineClientId(ComputerName(), UserName());

@@ -22,7 +22,7 @@ constexpr DWORD kBorderColor = 34;
 constexpr DWORD kCaptionColor = 35;
 constexpr DWORD kTextColor = 36;
 
-// The program's icon in the executable's resources (app/tavrin.rc).
+// The program's icon in the executable's resources (app/tavrin.rc.in).
 constexpr int kProgramIconResource = 101;
 
 constexpr UINT kOpenCommand = 1;

@@ -56,9 +56,11 @@ int RunTavrin(int argc, char** argv) {
     QGuiApplication::setWindowIcon(ApplicationIcon());
     ShowMainWindowMessage = RegisterNamedMessage(kShowMainWindowMessageName);
     QCoreApplication::setApplicationName(QStringLiteral("Tavrin"));
-    QCoreApplication::setApplicationVersion(QStringLiteral("1.0.0"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(TAVRIN_VERSION));
     QCoreApplication::setOrganizationName(kProductDomain);
     QCoreApplication::setOrganizationDomain(kProductDomain);
+    // Wayland matches windows to the menu's entry by this name (tavrin.desktop).
+    QGuiApplication::setDesktopFileName(QStringLiteral("tavrin"));
     InstallFontSubstitutes();
     QFont font(QStringLiteral("Segoe UI"));
     font.setPointSizeF(10.0);

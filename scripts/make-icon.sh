@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Regenerates the program icon from its source: assets/app.svg -> assets/app.png (256x256,
-# transparent) and assets/app.ico (16, 24, 32, 48, 64 and 256 pixels; the 256 image is stored
-# PNG-compressed). Run by hand after editing the SVG; the build does not call it.
+# transparent), assets/app.ico (16, 24, 32, 48, 64 and 256 pixels; the 256 image is stored
+# PNG-compressed) and the icon theme's sizes, assets/hicolor/<N>x<N>/apps/tavrin.png (16, 32, 48,
+# 64, 128 and 256), which the Linux install puts into share/icons/hicolor. Run by hand after
+# editing the SVG; the build does not call it.
 # Needs the Debian packages librsvg2-bin (rsvg-convert) and icoutils (icotool):
 #   apt-get install -y --no-install-recommends librsvg2-bin icoutils
 set -euo pipefail
@@ -32,5 +34,11 @@ done
 cp "$work/256.png" "$png"
 icotool --create --output="$ico" "${args[@]}"
 
-echo "wrote $png and $ico:"
+for size in 16 32 48 64 128 256; do
+    folder="$root/assets/hicolor/${size}x${size}/apps"
+    mkdir -p "$folder"
+    rsvg-convert --width "$size" --height "$size" --format png "$svg" --output "$folder/tavrin.png"
+done
+
+echo "wrote $png, $root/assets/hicolor and $ico:"
 icotool --list "$ico"
