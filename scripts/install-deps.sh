@@ -21,6 +21,8 @@ packages=(
   # Windows cross build and its tests
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 mingw-w64-tools
   wine64 wine
+  # the packages and their checks (tests/package)
+  desktop-file-utils appstream lintian man-db groff-base systemd unzip
   # the static Qt for Windows, built from Debian's source packages (scripts/build-qt-windows.sh)
   dpkg-dev xz-utils perl
 )

@@ -5,14 +5,14 @@
 #   scripts/test.sh              everything
 #   TAVRIN_SKIP_DEPS=1 ...       do not run scripts/install-deps.sh first
 #   TAVRIN_SUITES="linux" ...    only the named suites (linux, asan, windows-cross,
-#                                windows-gui)
+#                                windows-gui, package)
 # windows-gui builds the Windows Qt first when its cache lacks it (about 20 minutes, once per
 # machine), then runs the window's tests of the Windows build under Wine on Xvfb.
 set -uo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
-suites=${TAVRIN_SUITES:-"linux asan windows-cross windows-gui"}
+suites=${TAVRIN_SUITES:-"linux asan windows-cross windows-gui package"}
 jobs=${TAVRIN_JOBS:-2}
 
 if [ "${TAVRIN_SKIP_DEPS:-0}" != 1 ]; then
@@ -178,6 +178,19 @@ run_windows_gui_suite() {
     record windows-gui "$report" $?
 }
 
+# The packages, installed into fresh folders: tests/package/package_test.sh.
+run_package_suite() {
+    if [ ! -x build/linux/cli/tavrin-cli ] && ! build_preset linux; then
+        record package /nonexistent 1
+        return
+    fi
+    local report="$root/build/junit-package.xml"
+    rm -f "$report"
+    step "test: package (the .deb and the Windows zip)"
+    bash tests/package/package_test.sh "$report"
+    record package "$report" $?
+}
+
 started=$(date +%s)
 check_format
 for suite in $suites; do
@@ -190,6 +203,7 @@ for suite in $suites; do
             run_windows_suite
             ;;
         windows-gui) run_windows_gui_suite ;;
+        package) run_package_suite ;;
         *) run_suite "$suite" ;;
     esac
     if [ "$suite" = linux ]; then
