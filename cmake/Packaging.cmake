@@ -112,6 +112,8 @@ else()
     set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
     set(CPACK_DEBIAN_PACKAGE_HOMEPAGE ${TAVRIN_HOMEPAGE})
     set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+    # Qt's X11 and Wayland plugins are only recommended by its libraries; the window needs one.
+    set(CPACK_DEBIAN_PACKAGE_DEPENDS qt6-qpa-plugins)
     set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
     set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
         ${generatedDir}/conffiles ${packagingDir}/debian/postinst ${packagingDir}/debian/prerm

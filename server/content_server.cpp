@@ -453,6 +453,12 @@ bool ContentServer::Start(std::string& error) {
         error = "the root " + impl_->config.root.string() + " is not a folder";
         return false;
     }
+    // A service user that may not list the root would see no projects just the same.
+    if (std::filesystem::directory_iterator(impl_->config.root, rootError); rootError) {
+        error =
+            "the root " + impl_->config.root.string() + " cannot be read: " + rootError.message();
+        return false;
+    }
     beast::error_code ec;
     const auto address = asio::ip::make_address(impl_->config.host, ec);
     if (ec) {

@@ -5,7 +5,7 @@
 
 Expands as systemd does for the settings the unit uses: Environment= lines, then the
 EnvironmentFile=, then the NAME=VALUE pairs after "--" (what a test puts in place of the
-settings file's values); "${NAME}" stays one argument, "$NAME" splits at whitespace, and the
+settings file's values); "${NAME}" stays one argument, "$NAME" splits into words as a shell would, and the
 specifiers given ("d=/run/credentials/x", "S=/var/lib") replace "%d" and "%S".
 """
 import re
@@ -75,7 +75,7 @@ def main():
         if whole:
             words.append(environment.get(whole.group(1), ""))
         elif split:
-            words.extend(environment.get(split.group(1), "").split())
+            words.extend(shlex.split(environment.get(split.group(1), "")))
         else:
             words.append(re.sub(r"\$\{(\w+)\}", lambda m: environment.get(m.group(1), ""), word))
     print("\n".join(words))
