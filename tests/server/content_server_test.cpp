@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <thread>
 
 #include "i18n/utf8_conversion.h"
@@ -61,6 +62,30 @@ protected:
             thread_.join();
             server_.reset();
         }
+    }
+    // Polls, stops, rewrites a file with the same size and time, and starts again: a server that
+    // kept its revision and hashes reports the same revision and the old content's hash.
+    void ExpectRestartKeepsRevisionAndHashes(const std::filesystem::path& stateFolder,
+                                             const std::function<void()>& whileStopped) {
+        StartServer(false, stateFolder);
+        ChangeFeedResult before;
+        std::wstring error;
+        ASSERT_TRUE(PollChanges(Url(), L"", 0, 0, {}, before, error, nullptr));
+        ReleaseChangeFeedConnection();
+        StopServer();
+        whileStopped();
+        const auto file = sandbox_ / "root" / "alpha" / "content" / "a.txt";
+        const auto time = std::filesystem::last_write_time(file);
+        test::WriteFile(file, "ALPHA FILE");
+        std::filesystem::last_write_time(file, time);
+        StartServer(false, stateFolder);
+        ChangeFeedResult after;
+        ASSERT_TRUE(PollChanges(Url(), L"", 0, 0, {}, after, error, nullptr));
+        EXPECT_EQ(after.revision, before.revision);
+        std::string body;
+        ASSERT_EQ(Get("/file_list/alpha", &body), 200U);
+        EXPECT_NE(body.find(test::ContentServer::Sha256Hex("alpha file")), std::string::npos);
+        ReleaseChangeFeedConnection();
     }
     std::wstring Url() const { return L"http://127.0.0.1:" + std::to_wstring(server_->Port()); }
     std::uint32_t Get(const std::string& path, std::string* body = nullptr,
@@ -254,50 +279,16 @@ TEST_F(ContentServerTest, revisionAheadOfTheServerAsksForAFullResync) {
 }
 
 TEST_F(ContentServerTest, restartKeepsTheRevisionAndTheHashes) {
-    StartServer();
-    ChangeFeedResult before;
-    std::wstring error;
-    ASSERT_TRUE(PollChanges(Url(), L"", 0, 0, {}, before, error, nullptr));
-    ReleaseChangeFeedConnection();
-    StopServer();
-    // Same size and time, other bytes: a server that hashed again would see the new content.
-    const auto file = sandbox_ / "root" / "alpha" / "content" / "a.txt";
-    const auto time = std::filesystem::last_write_time(file);
-    test::WriteFile(file, "ALPHA FILE");
-    std::filesystem::last_write_time(file, time);
-    StartServer();
-    ChangeFeedResult after;
-    ASSERT_TRUE(PollChanges(Url(), L"", 0, 0, {}, after, error, nullptr));
-    EXPECT_EQ(after.revision, before.revision);
-    std::string body;
-    ASSERT_EQ(Get("/file_list/alpha", &body), 200U);
-    EXPECT_NE(body.find(test::ContentServer::Sha256Hex("alpha file")), std::string::npos);
-    ReleaseChangeFeedConnection();
+    ExpectRestartKeepsRevisionAndHashes({}, [] {});
 }
 
 TEST_F(ContentServerTest, stateFolderOutsideTheRootKeepsTheRevisionAndLeavesTheRootAlone) {
     const auto state = sandbox_ / "state";
-    StartServer(false, state);
-    ChangeFeedResult before;
-    std::wstring error;
-    ASSERT_TRUE(PollChanges(Url(), L"", 0, 0, {}, before, error, nullptr));
-    ReleaseChangeFeedConnection();
-    StopServer();
-    EXPECT_TRUE(std::filesystem::is_regular_file(state / "state.json"));
-    EXPECT_TRUE(std::filesystem::is_regular_file(state / "hashes.json"));
-    EXPECT_FALSE(std::filesystem::exists(sandbox_ / "root" / ".tavrin-server"));
-    const auto file = sandbox_ / "root" / "alpha" / "content" / "a.txt";
-    const auto time = std::filesystem::last_write_time(file);
-    test::WriteFile(file, "ALPHA FILE");
-    std::filesystem::last_write_time(file, time);
-    StartServer(false, state);
-    ChangeFeedResult after;
-    ASSERT_TRUE(PollChanges(Url(), L"", 0, 0, {}, after, error, nullptr));
-    EXPECT_EQ(after.revision, before.revision);
-    std::string body;
-    ASSERT_EQ(Get("/file_list/alpha", &body), 200U);
-    EXPECT_NE(body.find(test::ContentServer::Sha256Hex("alpha file")), std::string::npos);
-    ReleaseChangeFeedConnection();
+    ExpectRestartKeepsRevisionAndHashes(state, [&] {
+        EXPECT_TRUE(std::filesystem::is_regular_file(state / "state.json"));
+        EXPECT_TRUE(std::filesystem::is_regular_file(state / "hashes.json"));
+        EXPECT_FALSE(std::filesystem::exists(sandbox_ / "root" / ".tavrin-server"));
+    });
 }
 
 TEST_F(ContentServerTest, holdsManyLongPollsAtOnce) {
