@@ -48,8 +48,9 @@ struct TlsTestServer::Impl {
             const std::string reply =
                 "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(body.size()) +
                 "\r\nConnection: close\r\n\r\n" + body;
-            asio::write(stream, asio::buffer(reply), ec);
+            // Counted before the reply leaves: a client may see it and ask for the count at once.
             ++answered;
+            asio::write(stream, asio::buffer(reply), ec);
             stream.shutdown(ec);
         }
     }
