@@ -7,7 +7,7 @@
 namespace tavrin {
 namespace {
 
-void AppendJsonString(std::string& out, const std::string& text) {
+void AppendJsonString(std::string& out, std::string_view text) {
     out.push_back('"');
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
@@ -34,18 +34,28 @@ void AppendNumber(std::string& out, double value) {
 
 }  // namespace
 
+void AppendFileListEntryJson(std::string& out, std::string_view relativePath, std::uint64_t size,
+                             double mtime, std::string_view hash, bool first) {
+    out += first ? "{\"relative_path\":" : ",{\"relative_path\":";
+    AppendJsonString(out, relativePath);
+    out += ",\"size\":";
+    std::array<char, 24> digits{};
+    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), size).ptr;
+    out.append(digits.data(), end);
+    out += ",\"mtime\":";
+    AppendNumber(out, mtime);
+    out += ",\"hash\":";
+    AppendJsonString(out, hash);
+    out += "}";
+}
+
 std::string WriteFileListJson(const std::vector<FileListEntry>& entries) {
     std::string out = "[";
     out.reserve(entries.size() * 160 + 2);
     for (std::size_t i = 0; i < entries.size(); ++i) {
         const FileListEntry& entry = entries[i];
-        out += i > 0 ? ",{\"relative_path\":" : "{\"relative_path\":";
-        AppendJsonString(out, entry.relativePath);
-        out += ",\"size\":" + std::to_string(entry.size) + ",\"mtime\":";
-        AppendNumber(out, entry.mtime);
-        out += ",\"hash\":";
-        AppendJsonString(out, entry.hash);
-        out += "}";
+        AppendFileListEntryJson(out, entry.relativePath, entry.size, entry.mtime, entry.hash,
+                                i == 0);
     }
     out += "]";
     return out;

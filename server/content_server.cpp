@@ -10,6 +10,7 @@
 #include <boost/beast.hpp>
 #include <boost/beast/ssl.hpp>
 
+#include <malloc.h>
 #include <atomic>
 #include <charconv>
 #include <chrono>
@@ -19,7 +20,11 @@
 #include <thread>
 
 #include "net/percent_encoding.h"
+#include "server/folder_watcher.h"
+#include "server/gzip.h"
 #include "server/project_catalog.h"
+#include "server/project_list_json.h"
+#include "server/static_tree.h"
 
 namespace tavrin::server {
 
@@ -40,20 +45,6 @@ bool SameSecret(const std::string& given, const std::string& expected) {
         difference |= static_cast<unsigned char>(g ^ static_cast<unsigned char>(expected[i]));
     }
     return difference == 0;
-}
-
-std::string Gzip(const std::string& body) {
-    z_stream stream{};
-    deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY);
-    std::string out(deflateBound(&stream, static_cast<uLong>(body.size())) + 32, '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(body.data()));
-    stream.avail_in = static_cast<uInt>(body.size());
-    stream.next_out = reinterpret_cast<Bytef*>(out.data());
-    stream.avail_out = static_cast<uInt>(out.size());
-    deflate(&stream, Z_FINISH);
-    out.resize(stream.total_out);
-    deflateEnd(&stream);
-    return out;
 }
 
 std::string HttpDate(std::int64_t seconds) {
@@ -106,12 +97,18 @@ struct ContentServer::Impl {
     std::thread scanner;
     std::list<std::weak_ptr<PendingPoll>> polls;  // touched on the I/O thread only
     std::optional<asio::ssl::context> tls;        // set when serving https
+    std::unique_ptr<FolderWatcher> watcher = CreateFolderWatcher();
+    bool watching = false;
+    std::optional<StaticTree> staticTree;  // set with --publish
 
     explicit Impl(ServerConfig c)
         : config(std::move(c)), catalog(config.root, config.stateFolder) {}
 
     void Accept();
     void WakePolls();
+    void WatchAndScan();
+    bool PublishStaticTree();
+    void AfterChange();
     bool Authorised(const std::string& project, const http::request<http::empty_body>& request) {
         const auto required = config.passwords.find(project);
         if (required == config.passwords.end()) {
@@ -251,17 +248,8 @@ private:
     }
 
     StringResponse ProjectList(bool meta) {
-        nlohmann::json list = nlohmann::json::array();
-        for (const std::string& name : server_.catalog.ProjectNames()) {
-            if (meta) {
-                list.push_back({{"name", name},
-                                {"requires_password", server_.config.passwords.count(name) > 0}});
-            } else {
-                list.push_back(name);
-            }
-        }
-        return Reply(http::status::ok,
-                     list.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+        return Reply(http::status::ok, ProjectListJson(server_.catalog.ProjectNames(),
+                                                       server_.config.passwords, meta));
     }
 
     StringResponse FileList(const std::string& encoded) {
@@ -285,8 +273,11 @@ private:
         const auto accept = request_.find(http::field::accept_encoding);
         if (accept != request_.end() &&
             std::string(accept->value()).find("gzip") != std::string::npos) {
-            response.body() = Gzip(project->listJson);
-            response.set(http::field::content_encoding, "gzip");
+            // Compressed once per list; a moment after a change the list goes out plain.
+            if (const auto gzipped = project->GzippedList()) {
+                response.body() = *gzipped;
+                response.set(http::field::content_encoding, "gzip");
+            }
         }
         return response;
     }
@@ -439,6 +430,77 @@ void ContentServer::Impl::WakePolls() {
     }
 }
 
+void ContentServer::Impl::WatchAndScan() {
+    using namespace std::chrono;
+    using Clock = steady_clock;
+    auto next = Clock::now();
+    bool waiting = false;
+    while (!stopping) {
+        // Timed full rescans are the safety net under events; without events, the only way.
+        const double seconds = config.scanIntervalSeconds > 0    ? config.scanIntervalSeconds
+                               : watching && watcher->Complete() ? 300.0
+                                                                 : 2.0;
+        if (!waiting) {
+            next = Clock::now() + duration_cast<Clock::duration>(duration<double>(seconds));
+            waiting = true;
+        }
+        bool changed = false;
+        if (watching) {
+            const auto left = duration_cast<milliseconds>(next - Clock::now());
+            const FolderChanges changes =
+                watcher->Collect(std::clamp(left, milliseconds(0), milliseconds(500)),
+                                 milliseconds(100), milliseconds(2000));
+            if (const std::string notice = watcher->TakeNotice(); !notice.empty()) {
+                std::cerr << "tavrin-server: " << notice << "\n";
+            }
+            changed = !changes.Empty() && catalog.Apply(changes);
+        } else {
+            std::this_thread::sleep_for(milliseconds(50));
+        }
+        if (stopping) {
+            break;
+        }
+        if (Clock::now() >= next) {
+            changed = catalog.Rescan() || changed;
+            waiting = false;
+        }
+        if (changed) {
+            if (staticTree) {
+                PublishStaticTree();
+            }
+            AfterChange();
+        }
+    }
+}
+
+bool ContentServer::Impl::PublishStaticTree() {
+    std::string error;
+    if (!staticTree->Publish(catalog.Projects(), config.root, error)) {
+        std::cerr << "tavrin-server: " << error << "\n";
+        return false;
+    }
+    return true;
+}
+
+// The polls first, then what only saves time or work later: compressed lists, the state.
+void ContentServer::Impl::AfterChange() {
+    asio::post(io, [this] { WakePolls(); });
+    for (const auto& [name, project] : catalog.Projects()) {
+        if (!project->GzippedList()) {
+            project->SetGzippedList(std::make_shared<const std::string>(Gzip(project->listJson)));
+        }
+    }
+    if (staticTree) {
+        std::string error;
+        if (!staticTree->PublishGzippedLists(catalog.Projects(), error)) {
+            std::cerr << "tavrin-server: " << error << "\n";
+        }
+    }
+    catalog.Save();
+    // The old lists were large and short-lived: give their memory back to the system.
+    ::malloc_trim(0);
+}
+
 ContentServer::ContentServer(ServerConfig config)
     : impl_(std::make_unique<Impl>(std::move(config))) {}
 
@@ -491,8 +553,25 @@ bool ContentServer::Start(std::string& error) {
             return false;
         }
     }
+    if (!impl_->config.publishFolder.empty()) {
+        if (!CheckPublishFolder(impl_->config.root, impl_->config.publishFolder, error)) {
+            return false;
+        }
+        impl_->staticTree.emplace(impl_->config.publishFolder, impl_->config.passwords);
+    }
     impl_->port = impl_->acceptor.local_endpoint().port();
+    // Watching starts before the first scan, so nothing changed in between goes unseen.
+    std::string watchError;
+    impl_->watching = impl_->watcher->Start(impl_->config.root, watchError);
+    if (!impl_->watching) {
+        std::cerr << "tavrin-server: " << watchError << "; scanning on a timer alone\n";
+    }
     impl_->catalog.Rescan();
+    if (impl_->staticTree && !impl_->PublishStaticTree()) {
+        error = "cannot publish to " + impl_->config.publishFolder.string();
+        return false;
+    }
+    impl_->AfterChange();
     impl_->Accept();
     return true;
 }
@@ -507,21 +586,7 @@ void ContentServer::Run(bool handleSignals) {
         signals.emplace(impl_->io, SIGINT, SIGTERM);
         signals->async_wait([this](beast::error_code, int) { Stop(); });
     }
-    impl_->scanner = std::thread([this] {
-        const auto interval = std::chrono::duration<double>(impl_->config.scanIntervalSeconds);
-        auto next = std::chrono::steady_clock::now() + interval;
-        while (!impl_->stopping) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            if (std::chrono::steady_clock::now() < next) {
-                continue;
-            }
-            next = std::chrono::steady_clock::now() +
-                   std::chrono::duration_cast<std::chrono::steady_clock::duration>(interval);
-            if (impl_->catalog.Rescan()) {
-                asio::post(impl_->io, [this] { impl_->WakePolls(); });
-            }
-        }
-    });
+    impl_->scanner = std::thread([this] { impl_->WatchAndScan(); });
     impl_->io.run();
     if (impl_->scanner.joinable()) {
         impl_->scanner.join();
@@ -532,6 +597,7 @@ void ContentServer::Stop() {
     if (impl_->stopping.exchange(true)) {
         return;
     }
+    impl_->watcher->Interrupt();
     asio::post(impl_->io, [this] {
         beast::error_code ignored;
         impl_->acceptor.close(ignored);
@@ -539,13 +605,20 @@ void ContentServer::Stop() {
     });
 }
 
-bool ParseServerArguments(int argc, char** argv, ServerConfig& config, std::string& error) {
+bool ParseServerArguments(int argc, char** argv, ServerConfig& config, std::string& error,
+                          bool publishOnly) {
     std::vector<std::filesystem::path> passwordFiles;
-    for (int i = 1; i < argc; ++i) {
+    for (int i = publishOnly ? 2 : 1; i < argc; ++i) {
         const std::string word = argv[i];
         const bool hasValue = i + 1 < argc;
         if (word == "--root" && hasValue) {
             config.root = argv[++i];
+        } else if (word == (publishOnly ? "--out" : "--publish") && hasValue) {
+            config.publishFolder = argv[++i];
+        } else if (publishOnly && word != "--password" && word != "--password-file" &&
+                   word != "--state-dir") {
+            error = "unknown or incomplete argument: " + word;
+            return false;
         } else if (word == "--listen" && hasValue) {
             const std::string value = argv[++i];
             const std::size_t colon = value.rfind(':');
@@ -586,6 +659,10 @@ bool ParseServerArguments(int argc, char** argv, ServerConfig& config, std::stri
         error = "--root is required";
         return false;
     }
+    if (publishOnly && config.publishFolder.empty()) {
+        error = "--out is required";
+        return false;
+    }
     // After the whole command line: a --password given there wins over any file.
     for (const std::filesystem::path& file : passwordFiles) {
         if (!ReadPasswordFile(file, config.passwords, error)) {
@@ -597,6 +674,59 @@ bool ParseServerArguments(int argc, char** argv, ServerConfig& config, std::stri
         return false;
     }
     return true;
+}
+
+bool CheckPublishFolder(const std::filesystem::path& root, const std::filesystem::path& out,
+                        std::string& error) {
+    std::error_code ec;
+    const std::filesystem::path a = std::filesystem::weakly_canonical(root, ec);
+    const std::filesystem::path b = std::filesystem::weakly_canonical(out, ec);
+    const auto inside = [](const std::filesystem::path& inner, const std::filesystem::path& outer) {
+        const auto rest = inner.lexically_relative(outer);
+        return !rest.empty() && *rest.begin() != "..";
+    };
+    if (ec || inside(a, b) || inside(b, a)) {
+        error = "the published tree " + out.string() + " must lie outside the root " +
+                root.string() + ", and the root outside it";
+        return false;
+    }
+    return true;
+}
+
+int PublishOnce(const ServerConfig& config) {
+    std::string error;
+    std::error_code ec;
+    if (!std::filesystem::is_directory(config.root, ec)) {
+        std::cerr << "tavrin-server: the root " << config.root.string() << " is not a folder\n";
+        return 1;
+    }
+    if (!CheckPublishFolder(config.root, config.publishFolder, error)) {
+        std::cerr << "tavrin-server: " << error << "\n";
+        return 2;
+    }
+    ProjectCatalog catalog(config.root, config.stateFolder);
+    catalog.Rescan();
+    StaticTree tree(config.publishFolder, config.passwords);
+    auto projects = catalog.Projects();
+    bool ok = tree.Publish(projects, config.root, error);
+    for (const auto& [name, project] : projects) {
+        project->SetGzippedList(std::make_shared<const std::string>(Gzip(project->listJson)));
+    }
+    ok = ok && tree.PublishGzippedLists(projects, error);
+    catalog.Save();
+    if (!ok) {
+        std::cerr << "tavrin-server: " << error << "\n";
+        return 1;
+    }
+    std::size_t files = 0;
+    for (const auto& [name, project] : projects) {
+        files += project->files.size();
+    }
+    std::cerr << "tavrin-server: published " << projects.size() << " projects and " << files
+              << " files to " << config.publishFolder.string() << " (" << tree.Counts().linked
+              << " linked, " << tree.Counts().copied << " copied, " << tree.Counts().removed
+              << " removed)\n";
+    return 0;
 }
 
 }  // namespace tavrin::server

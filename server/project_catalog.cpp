@@ -1,171 +1,411 @@
 #include "server/project_catalog.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <nlohmann/json.hpp>
+#include <unordered_set>
 
 #include "app/fnv1a.h"
 #include "base/file_io.h"
 #include "i18n/utf8_conversion.h"
 #include "manifest/file_list_writer.h"
 #include "manifest/json_document.h"
+#include "net/percent_encoding.h"
+#include "server/folder_walk.h"
 #include "sync/sha256.h"
 
 namespace tavrin::server {
 namespace {
 
-bool IsHidden(const std::filesystem::path& path) {
-    const std::string name = PathToUtf8(path.filename());
+constexpr std::int64_t kNanosecondsPerSecond = 1'000'000'000;
+
+bool IsHidden(std::string_view name) {
     return name.empty() || name.front() == '.';
 }
 
-double MtimeOf(const struct stat& info) {
-    return static_cast<double>(info.st_mtim.tv_sec) +
-           static_cast<double>(info.st_mtim.tv_nsec) / 1e9;
+// Seconds with their fraction, as the file list states times.
+double SecondsOf(std::int64_t nanoseconds) {
+    std::int64_t seconds = nanoseconds / kNanosecondsPerSecond;
+    std::int64_t rest = nanoseconds % kNanosecondsPerSecond;
+    if (rest < 0) {
+        --seconds;
+        rest += kNanosecondsPerSecond;
+    }
+    return static_cast<double>(seconds) + static_cast<double>(rest) / 1e9;
 }
 
+bool DigestFromHex(std::string_view hex, std::array<std::uint8_t, 32>& digest) {
+    if (hex.size() != 64) {
+        return false;
+    }
+    for (std::size_t i = 0; i < 32; ++i) {
+        if (std::from_chars(hex.data() + 2 * i, hex.data() + 2 * i + 2, digest[i], 16).ec !=
+            std::errc()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+std::int64_t NowInSeconds() {
+    return std::chrono::duration_cast<std::chrono::seconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+// Collects a project's files, then packs them sorted into a Project.
+class ProjectBuilder {
+public:
+    void Add(std::string_view path, const CatalogFile& file) {
+        CatalogFile packed = file;
+        packed.pathOffset = static_cast<std::uint32_t>(paths_.size());
+        packed.pathLength = static_cast<std::uint32_t>(path.size());
+        paths_.append(path);
+        files_.push_back(packed);
+    }
+
+    std::shared_ptr<Project> Finish(const std::string& name) {
+        auto project = std::make_shared<Project>();
+        project->name = name;
+        project->paths = std::move(paths_);
+        const std::string_view paths = project->paths;
+        const auto pathOf = [paths](const CatalogFile& file) {
+            return paths.substr(file.pathOffset, file.pathLength);
+        };
+        std::sort(files_.begin(), files_.end(), [&](const CatalogFile& a, const CatalogFile& b) {
+            return pathOf(a) < pathOf(b);
+        });
+        // A file reached twice (a folder walked both alone and as part of a tree) counts once.
+        files_.erase(std::unique(files_.begin(), files_.end(),
+                                 [&](const CatalogFile& a, const CatalogFile& b) {
+                                     return pathOf(a) == pathOf(b);
+                                 }),
+                     files_.end());
+        files_.shrink_to_fit();
+        project->files = std::move(files_);
+        project->listJson = "[";
+        project->listJson.reserve(project->files.size() * 160 + 2);
+        bool first = true;
+        for (const CatalogFile& file : project->files) {
+            AppendFileListEntryJson(project->listJson, project->PathOf(file), file.size,
+                                    SecondsOf(file.mtimeNs), project->HashOf(file), first);
+            first = false;
+        }
+        project->listJson += "]";
+        project->listJson.shrink_to_fit();
+        project->etag = "\"" + Fnv1a64Hex(project->listJson) + "\"";
+        return project;
+    }
+
+private:
+    std::string paths_;
+    std::vector<CatalogFile> files_;
+};
+
 }  // namespace
+
+// What to scan again in one project: everything, or some folders alone and some trees.
+struct ProjectCatalog::Scope {
+    bool whole = false;
+    std::unordered_set<std::string> folders;
+    std::unordered_set<std::string> trees;
+
+    bool Covers(std::string_view path) const {
+        if (whole) {
+            return true;
+        }
+        const std::size_t slash = path.rfind('/');
+        if (folders.count(
+                std::string(slash == std::string_view::npos ? "" : path.substr(0, slash)))) {
+            return true;
+        }
+        for (std::size_t at = path.find('/'); at != std::string_view::npos;
+             at = path.find('/', at + 1)) {
+            if (trees.count(std::string(path.substr(0, at)))) {
+                return true;
+            }
+        }
+        return trees.count(std::string(path)) > 0;
+    }
+};
+
+const CatalogFile* Project::FindFile(std::string_view path) const {
+    const auto it = std::lower_bound(
+        files.begin(), files.end(), path,
+        [this](const CatalogFile& file, std::string_view wanted) { return PathOf(file) < wanted; });
+    return it != files.end() && PathOf(*it) == path ? &*it : nullptr;
+}
+
+std::string Project::HashOf(const CatalogFile& file) const {
+    return file.hashed ? ToLowerHex(file.digest.data(), file.digest.size()) : std::string();
+}
+
+std::shared_ptr<const std::string> Project::GzippedList() const {
+    std::lock_guard lock(gzipMutex_);
+    return gzippedList_;
+}
+
+void Project::SetGzippedList(std::shared_ptr<const std::string> gzipped) const {
+    std::lock_guard lock(gzipMutex_);
+    gzippedList_ = std::move(gzipped);
+}
 
 ProjectCatalog::ProjectCatalog(std::filesystem::path root, std::filesystem::path stateFolder)
     : root_(std::move(root)),
       stateFolder_(stateFolder.empty() ? root_ / ".tavrin-server" : std::move(stateFolder)) {
     LoadState();
+    LoadHashCache();
 }
 
 void ProjectCatalog::LoadState() {
     nlohmann::json state;
     std::string error;
-    if (ParseJsonDocument(ReadWholeFile(stateFolder_ / "state.json").value_or(""), state, error) &&
-        state.is_object()) {
-        revision_ = state.value("revision", std::uint64_t{0});
-        // What the projects were at the last run, so an unchanged root keeps its revision.
-        const auto projects = state.find("projects");
-        if (projects != state.end() && projects->is_object()) {
-            for (const auto& item : projects->items()) {
-                auto known = std::make_shared<Project>();
-                known->name = item.key();
-                known->etag = item.value().value("etag", "");
-                known->changedAtRevision = item.value().value("changed", std::uint64_t{0});
-                known->lastModified = item.value().value("modified", std::int64_t{0});
-                projects_[item.key()] = known;
-            }
-        }
+    if (!ParseJsonDocument(ReadWholeFile(stateFolder_ / "state.json").value_or(""), state, error) ||
+        !state.is_object()) {
+        return;
     }
-    nlohmann::json hashes;
-    if (ParseJsonDocument(ReadWholeFile(stateFolder_ / "hashes.json").value_or(""), hashes,
-                          error) &&
-        hashes.is_object()) {
-        for (const auto& item : hashes.items()) {
-            const nlohmann::json& value = item.value();
-            if (value.is_object()) {
-                hashes_[item.key()] = {value.value("size", std::uint64_t{0}),
-                                       value.value("mtime", 0.0), value.value("hash", "")};
-            }
-        }
+    revision_ = state.value("revision", std::uint64_t{0});
+    // What the projects were at the last run, so an unchanged root keeps its revision.
+    const auto projects = state.find("projects");
+    if (projects == state.end() || !projects->is_object()) {
+        return;
+    }
+    for (const auto& item : projects->items()) {
+        auto known = std::make_shared<Project>();
+        known->name = item.key();
+        known->etag = item.value().value("etag", "");
+        known->changedAtRevision = item.value().value("changed", std::uint64_t{0});
+        known->lastModified = item.value().value("modified", std::int64_t{0});
+        projects_[item.key()] = known;
     }
 }
 
-void ProjectCatalog::SaveState() const {
+// One line per file: project, path (both percent-encoded), size, time in nanoseconds and the
+// hex digest, separated by tabs.
+void ProjectCatalog::LoadHashCache() {
+    const std::optional<std::string> text = ReadWholeFile(stateFolder_ / "hashes.txt");
+    if (!text) {
+        return;
+    }
+    std::map<std::string, ProjectBuilder> builders;
+    std::string_view rest = *text;
+    while (!rest.empty()) {
+        const std::size_t end = rest.find('\n');
+        std::string_view line = rest.substr(0, end);
+        rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+        std::string_view fields[5];
+        std::size_t count = 0;
+        while (count < 5) {
+            const std::size_t tab = line.find('\t');
+            fields[count++] = line.substr(0, tab);
+            if (tab == std::string_view::npos) {
+                break;
+            }
+            line = line.substr(tab + 1);
+        }
+        std::string project;
+        std::string path;
+        CatalogFile file;
+        if (count != 5 || !PercentDecode(fields[0], project) || !PercentDecode(fields[1], path) ||
+            std::from_chars(fields[2].data(), fields[2].data() + fields[2].size(), file.size).ec !=
+                std::errc() ||
+            std::from_chars(fields[3].data(), fields[3].data() + fields[3].size(), file.mtimeNs)
+                    .ec != std::errc() ||
+            !DigestFromHex(fields[4], file.digest)) {
+            continue;  // a damaged line costs one hash, nothing more
+        }
+        file.hashed = true;
+        builders[project].Add(path, file);
+    }
+    for (auto& [name, builder] : builders) {
+        std::shared_ptr<Project> remembered = builder.Finish(name);
+        const auto known = projects_.find(name);
+        if (known != projects_.end()) {
+            // The list is rebuilt by the first scan; what counts now is the last run's state.
+            remembered->etag = known->second->etag;
+            remembered->changedAtRevision = known->second->changedAtRevision;
+            remembered->lastModified = known->second->lastModified;
+        }
+        remembered->listJson.clear();
+        remembered->listJson.shrink_to_fit();
+        projects_[name] = remembered;
+    }
+}
+
+void ProjectCatalog::Save() {
+    std::lock_guard scanLock(scanMutex_);
+    if (!dirty_) {
+        return;
+    }
+    const auto projects = Projects();
+    std::string hashes;
+    nlohmann::json states = nlohmann::json::object();
+    for (const auto& [name, project] : projects) {
+        const std::string encodedName = PercentEncode(name);
+        for (const CatalogFile& file : project->files) {
+            if (!file.hashed) {
+                continue;
+            }
+            hashes += encodedName;
+            hashes += '\t';
+            hashes += PercentEncodeKeepingSlashes(project->PathOf(file));
+            hashes += '\t' + std::to_string(file.size) + '\t' + std::to_string(file.mtimeNs) +
+                      '\t' + project->HashOf(file) + '\n';
+        }
+        states[name] = {{"etag", project->etag},
+                        {"changed", project->changedAtRevision},
+                        {"modified", project->lastModified}};
+    }
     std::error_code ec;
     std::filesystem::create_directories(stateFolder_, ec);
-    nlohmann::json hashes = nlohmann::json::object();
-    for (const auto& [key, cached] : hashes_) {
-        hashes[key] = {{"size", cached.size}, {"mtime", cached.mtime}, {"hash", cached.hash}};
-    }
-    WriteFileReplacing(stateFolder_ / "hashes.json",
-                       hashes.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
-    nlohmann::json projects = nlohmann::json::object();
-    for (const auto& [name, project] : projects_) {
-        projects[name] = {{"etag", project->etag},
-                          {"changed", project->changedAtRevision},
-                          {"modified", project->lastModified}};
-    }
-    WriteFileReplacing(stateFolder_ / "state.json",
-                       nlohmann::json({{"revision", revision_}, {"projects", projects}})
-                           .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+    const bool written =
+        WriteFileReplacing(stateFolder_ / "hashes.txt", hashes) &&
+        WriteFileReplacing(stateFolder_ / "state.json",
+                           nlohmann::json({{"revision", Revision()}, {"projects", states}})
+                               .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+    dirty_ = !written;
 }
 
-std::string ProjectCatalog::HashOf(const std::filesystem::path& file, std::uint64_t size,
-                                   double mtime, const std::string& key) {
-    const auto cached = hashes_.find(key);
-    if (cached != hashes_.end() && cached->second.size == size && cached->second.mtime == mtime) {
-        return cached->second.hash;
+const Project* ProjectCatalog::Known(const std::string& name) const {
+    // Written only by scans, which scanMutex_ keeps to one thread at a time.
+    const auto it = projects_.find(name);
+    return it == projects_.end() ? nullptr : it->second.get();
+}
+
+std::shared_ptr<Project> ProjectCatalog::ScanProject(const std::string& name,
+                                                     const Scope* scope) const {
+    NativeHandle root;
+    NativeHandle folder;
+    if (OpenTopFolder(PathToWide(root_), root).outcome != FolderOutcome::kOpened ||
+        OpenChildFolder(root, name, false, folder).outcome != FolderOutcome::kOpened) {
+        return nullptr;  // gone, or a link
     }
-    std::string digest;
-    std::wstring error;
-    if (!Sha256File(PathToWide(file), digest, error)) {
-        return {};
+    const Project* previous = Known(name);
+    ProjectBuilder builder;
+    if (previous != nullptr && scope != nullptr && !scope->whole) {
+        for (const CatalogFile& file : previous->files) {
+            if (!scope->Covers(previous->PathOf(file))) {
+                builder.Add(previous->PathOf(file), file);
+            }
+        }
     }
-    hashes_[key] = {size, mtime, digest};
-    return digest;
+    const auto visit = [&](const WalkedFile& walked) {
+        CatalogFile file;
+        file.size = walked.size;
+        file.mtimeNs = walked.mtimeNs;
+        const CatalogFile* known = previous ? previous->FindFile(walked.path) : nullptr;
+        if (known != nullptr && known->hashed && known->size == file.size &&
+            known->mtimeNs == file.mtimeNs) {
+            file.digest = known->digest;
+            file.hashed = true;
+        } else {
+            NativeHandle open;
+            std::uint32_t code = 0;
+            std::string hex;
+            std::wstring error;
+            file.hashed = OpenFileForReading(walked.folder, walked.name, open, code) &&
+                          Sha256OfOpenFile(open, nullptr, hex, error) &&
+                          DigestFromHex(hex, file.digest);
+        }
+        builder.Add(walked.path, file);
+    };
+    if (scope == nullptr || scope->whole) {
+        WalkFolder(folder, "", true, visit);
+    } else {
+        for (const std::string& path : scope->folders) {
+            WalkFolder(folder, path, false, visit);
+        }
+        for (const std::string& path : scope->trees) {
+            WalkFolder(folder, path, true, visit);
+        }
+    }
+    return builder.Finish(name);
 }
 
 bool ProjectCatalog::Rescan() {
-    std::lock_guard lock(mutex_);
+    std::lock_guard scanLock(scanMutex_);
     std::map<std::string, std::shared_ptr<const Project>> scanned;
-    std::error_code ec;
-    for (const auto& folder : std::filesystem::directory_iterator(root_, ec)) {
-        if (IsHidden(folder.path()) || folder.is_symlink(ec) || !folder.is_directory(ec)) {
-            continue;
-        }
-        auto project = std::make_shared<Project>();
-        project->name = PathToUtf8(folder.path().filename());
-        std::filesystem::recursive_directory_iterator walk(
-            folder.path(), std::filesystem::directory_options::skip_permission_denied, ec);
-        for (auto it = walk; it != std::filesystem::recursive_directory_iterator();
-             it.increment(ec)) {
-            if (ec) {
-                break;
+    NativeHandle root;
+    if (OpenTopFolder(PathToWide(root_), root).outcome == FolderOutcome::kOpened) {
+        for (const std::string& name : SubfoldersOf(root)) {
+            if (IsHidden(name)) {
+                continue;
             }
-            struct stat info {};
-            if (::lstat(it->path().c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
-                continue;  // links (to files or folders) are neither listed nor followed
+            if (auto project = ScanProject(name, nullptr)) {
+                scanned[name] = std::move(project);
             }
-            const std::string relative =
-                PathToUtf8(std::filesystem::relative(it->path(), folder.path()).generic_string());
-            const auto size = static_cast<std::uint64_t>(info.st_size);
-            const double mtime = MtimeOf(info);
-            project->files.push_back(
-                {relative, size, mtime,
-                 HashOf(it->path(), size, mtime, project->name + "/" + relative)});
         }
-        std::sort(project->files.begin(), project->files.end(),
-                  [](const FileListEntry& a, const FileListEntry& b) {
-                      return a.relativePath < b.relativePath;
-                  });
-        project->listJson = WriteFileListJson(project->files);
-        project->etag = "\"" + Fnv1a64Hex(project->listJson) + "\"";
-        scanned[project->name] = project;
     }
-    bool changed = scanned.size() != projects_.size();
-    for (auto& [name, project] : scanned) {
-        const auto old = projects_.find(name);
-        auto fresh = std::const_pointer_cast<Project>(project);
-        if (old != projects_.end() && old->second->etag == project->etag) {
-            fresh->changedAtRevision = old->second->changedAtRevision;
-            fresh->lastModified = old->second->lastModified;
+    return Publish(std::move(scanned));
+}
+
+bool ProjectCatalog::Apply(const FolderChanges& changes) {
+    if (changes.everything) {
+        return Rescan();
+    }
+    std::lock_guard scanLock(scanMutex_);
+    std::map<std::string, Scope> scopes;
+    const auto split = [](const std::string& path) {
+        const std::size_t slash = path.find('/');
+        return std::make_pair(path.substr(0, slash),
+                              slash == std::string::npos ? std::string() : path.substr(slash + 1));
+    };
+    for (const std::string& path : changes.trees) {
+        auto [project, below] = split(path);
+        if (!IsHidden(project)) {
+            Scope& scope = scopes[project];
+            scope.whole = scope.whole || below.empty();
+            scope.trees.insert(below);
+        }
+    }
+    for (const std::string& path : changes.folders) {
+        auto [project, below] = split(path);
+        if (!IsHidden(project)) {
+            scopes[project].folders.insert(below);
+        }
+    }
+    auto scanned = Projects();
+    for (const auto& [name, scope] : scopes) {
+        if (auto project = ScanProject(name, &scope)) {
+            scanned[name] = std::move(project);
         } else {
-            changed = true;
-            fresh->changedAtRevision = revision_ + 1;
-            fresh->lastModified = std::chrono::duration_cast<std::chrono::seconds>(
-                                      std::chrono::system_clock::now().time_since_epoch())
-                                      .count();
+            scanned.erase(name);
         }
     }
-    if (changed) {
-        ++revision_;
-        for (auto& [name, project] : scanned) {
-            auto fresh = std::const_pointer_cast<Project>(project);
-            fresh->changedAtRevision = std::min(fresh->changedAtRevision, revision_);
+    return Publish(std::move(scanned));
+}
+
+bool ProjectCatalog::Publish(std::map<std::string, std::shared_ptr<const Project>> scanned) {
+    lastChanged_.clear();
+    const std::uint64_t next = Revision() + 1;
+    for (auto& [name, project] : scanned) {
+        const Project* old = Known(name);
+        if (old == project.get()) {
+            continue;  // not scanned this time
         }
+        auto fresh = std::const_pointer_cast<Project>(project);
+        if (old != nullptr && old->etag == project->etag) {
+            fresh->changedAtRevision = old->changedAtRevision;
+            fresh->lastModified = old->lastModified;
+        } else {
+            lastChanged_.insert(name);
+            fresh->changedAtRevision = next;
+            fresh->lastModified = NowInSeconds();
+        }
+    }
+    for (const auto& [name, project] : projects_) {
+        if (scanned.count(name) == 0) {
+            lastChanged_.insert(name);
+        }
+    }
+    const bool changed = !lastChanged_.empty();
+    std::lock_guard lock(mutex_);
+    if (changed) {
+        revision_ = next;
     }
     projects_ = std::move(scanned);
-    if (changed || !savedOnce_) {
-        SaveState();
-        savedOnce_ = true;
-    }
+    dirty_ = dirty_ || changed;
     return changed;
 }
 
@@ -189,17 +429,15 @@ std::shared_ptr<const Project> ProjectCatalog::Find(const std::string& name) con
     return it == projects_.end() ? nullptr : it->second;
 }
 
+std::map<std::string, std::shared_ptr<const Project>> ProjectCatalog::Projects() const {
+    std::lock_guard lock(mutex_);
+    return projects_;
+}
+
 std::optional<std::filesystem::path> ProjectCatalog::ListedFile(
     const std::string& project, const std::string& relativePath) const {
     const std::shared_ptr<const Project> found = Find(project);
-    if (!found) {
-        return std::nullopt;
-    }
-    const auto it = std::lower_bound(found->files.begin(), found->files.end(), relativePath,
-                                     [](const FileListEntry& entry, const std::string& path) {
-                                         return entry.relativePath < path;
-                                     });
-    if (it == found->files.end() || it->relativePath != relativePath) {
+    if (!found || found->FindFile(relativePath) == nullptr) {
         return std::nullopt;
     }
     return root_ / Utf8ToPath(project) / Utf8ToPath(relativePath);

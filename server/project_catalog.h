@@ -1,68 +1,110 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "manifest/file_list_entry.h"
+#include "server/folder_changes.h"
 
 namespace tavrin::server {
 
-// One published project: a folder directly under the root.
-struct Project {
-    std::string name;                  // the folder's name, UTF-8
-    std::vector<FileListEntry> files;  // every regular file below it, sorted by path
-    std::string listJson;              // the file list as served
-    std::string etag;                  // strong validator of listJson
-    std::uint64_t changedAtRevision = 0;
-    std::int64_t lastModified = 0;  // seconds since 1970 of the last change
+// One file of a project as the catalog keeps it: 64 bytes, its path stored once in the
+// project's `paths`, so a project of 200,000 files costs about 20 MB besides its list.
+struct CatalogFile {
+    std::uint32_t pathOffset = 0;
+    std::uint32_t pathLength = 0;
+    std::uint64_t size = 0;
+    std::int64_t mtimeNs = 0;               // nanoseconds since 1970
+    std::array<std::uint8_t, 32> digest{};  // SHA-256 of the contents
+    bool hashed = false;                    // false when the file could not be read
 };
 
-// The projects under the root, kept up to date by Rescan(). Hashes are cached by path, size
-// and modification time, in memory and in "hashes.json" of the state folder, so a restart
-// hashes nothing that did not change; the revision ("state.json") survives restarts too. The
-// state folder is "<root>/.tavrin-server" unless one is given: a service whose root is
-// read-only keeps it elsewhere.
-// Symbolic links are never followed nor listed. Thread-safe.
+// One published project: a folder directly under the root. Never changed once published:
+// a rescan publishes a new one.
+struct Project {
+    std::string name;                // the folder's name, UTF-8
+    std::string paths;               // the files' paths, one after another
+    std::vector<CatalogFile> files;  // every regular file below it, sorted by path
+    std::string listJson;            // the file list as served
+    std::string etag;                // strong validator of listJson
+    std::uint64_t changedAtRevision = 0;
+    std::int64_t lastModified = 0;  // seconds since 1970 of the last change
+
+    std::string_view PathOf(const CatalogFile& file) const {
+        return std::string_view(paths).substr(file.pathOffset, file.pathLength);
+    }
+    const CatalogFile* FindFile(std::string_view path) const;
+    std::string HashOf(const CatalogFile& file) const;  // lower-case hex, "" when not hashed
+
+    // The list gzip-compressed. It is built after the list is published, so that a change
+    // reaches waiting clients first; until then it is null and the list goes uncompressed.
+    std::shared_ptr<const std::string> GzippedList() const;
+    void SetGzippedList(std::shared_ptr<const std::string> gzipped) const;
+
+private:
+    mutable std::mutex gzipMutex_;
+    mutable std::shared_ptr<const std::string> gzippedList_;
+};
+
+// The projects under the root, kept up to date by Rescan() and, between those, by Apply()
+// for the folders a watcher saw change. Hashes are taken again only for files whose size or
+// modification time changed; "hashes.txt" in the state folder keeps them over restarts, and
+// "state.json" the revision. The state folder is "<root>/.tavrin-server" unless one is given:
+// a service whose root is read-only keeps it elsewhere.
+// Symbolic links are never followed nor listed. Lookups are thread-safe and never wait for a
+// scan: scans build new projects aside and swap them in.
 class ProjectCatalog {
 public:
     explicit ProjectCatalog(std::filesystem::path root, std::filesystem::path stateFolder = {});
 
-    // Scans the root again; true when any project's file list changed (the revision grew).
+    // Scans the whole root again; true when any project's file list changed (the revision grew).
     bool Rescan();
+    // Scans again only what `changes` names (everything when it says so); true as Rescan.
+    bool Apply(const FolderChanges& changes);
+    // Writes the hash cache and the revision when they changed since the last write.
+    void Save();
 
     std::uint64_t Revision() const;
     std::vector<std::string> ProjectNames() const;
     std::shared_ptr<const Project> Find(const std::string& name) const;
+    // Every project, by name, as one consistent snapshot.
+    std::map<std::string, std::shared_ptr<const Project>> Projects() const;
     // The file of a project by its listed path, or nothing when it is not listed.
     std::optional<std::filesystem::path> ListedFile(const std::string& project,
                                                     const std::string& relativePath) const;
     // The highest revision at which one of `projects` (all when empty) changed.
     std::uint64_t LastChange(const std::vector<std::string>& projects) const;
+    // The projects whose list changed at the last Rescan() or Apply(), and those that went.
+    const std::set<std::string>& LastChangedProjects() const { return lastChanged_; }
+
+    const std::filesystem::path& Root() const { return root_; }
 
 private:
+    struct Scope;
     void LoadState();
-    void SaveState() const;
-    std::string HashOf(const std::filesystem::path& file, std::uint64_t size, double mtime,
-                       const std::string& key);
+    void LoadHashCache();
+    bool Publish(std::map<std::string, std::shared_ptr<const Project>> scanned);
+    std::shared_ptr<Project> ScanProject(const std::string& name, const Scope* scope) const;
+    const Project* Known(const std::string& name) const;
 
     std::filesystem::path root_;
     std::filesystem::path stateFolder_;
+    std::mutex scanMutex_;  // one scan at a time
     mutable std::mutex mutex_;
     std::uint64_t revision_ = 0;
     std::map<std::string, std::shared_ptr<const Project>> projects_;
-    struct CachedHash {
-        std::uint64_t size = 0;
-        double mtime = 0;
-        std::string hash;
-    };
-    std::map<std::string, CachedHash> hashes_;  // key: "<project>/<path>"
-    bool savedOnce_ = false;
+    // Guarded by scanMutex_: what the last run knew, until the first scan has replaced it.
+    std::map<std::string, std::shared_ptr<const Project>> remembered_;
+    std::set<std::string> lastChanged_;
+    bool dirty_ = true;
 };
 
 }  // namespace tavrin::server

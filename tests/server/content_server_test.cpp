@@ -286,7 +286,7 @@ TEST_F(ContentServerTest, stateFolderOutsideTheRootKeepsTheRevisionAndLeavesTheR
     const auto state = sandbox_ / "state";
     ExpectRestartKeepsRevisionAndHashes(state, [&] {
         EXPECT_TRUE(std::filesystem::is_regular_file(state / "state.json"));
-        EXPECT_TRUE(std::filesystem::is_regular_file(state / "hashes.json"));
+        EXPECT_TRUE(std::filesystem::is_regular_file(state / "hashes.txt"));
         EXPECT_FALSE(std::filesystem::exists(sandbox_ / "root" / ".tavrin-server"));
     });
 }
