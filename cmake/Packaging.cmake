@@ -96,6 +96,8 @@ else()
     add_custom_target(tavrin_changelog ALL DEPENDS ${generatedDir}/changelog.gz)
     install(FILES ${generatedDir}/copyright ${generatedDir}/changelog.gz
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tavrin)
+    install(FILES ${PROJECT_SOURCE_DIR}/docs/nginx-tavrin.conf
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tavrin/examples)
     # The password file is private on purpose.
     install(FILES ${packagingDir}/debian/lintian-overrides
         DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides RENAME tavrin)

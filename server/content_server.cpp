@@ -14,6 +14,7 @@
 #include <atomic>
 #include <charconv>
 #include <chrono>
+#include <future>
 #include <iostream>
 #include <list>
 #include <nlohmann/json.hpp>
@@ -108,7 +109,7 @@ struct ContentServer::Impl {
     void WakePolls();
     void WatchAndScan();
     bool PublishStaticTree();
-    void AfterChange();
+    void AfterChange(bool pollsWait = true);
     bool Authorised(const std::string& project, const http::request<http::empty_body>& request) {
         const auto required = config.passwords.find(project);
         if (required == config.passwords.end()) {
@@ -483,8 +484,16 @@ bool ContentServer::Impl::PublishStaticTree() {
 }
 
 // The polls first, then what only saves time or work later: compressed lists, the state.
-void ContentServer::Impl::AfterChange() {
-    asio::post(io, [this] { WakePolls(); });
+void ContentServer::Impl::AfterChange(bool pollsWait) {
+    if (pollsWait) {
+        // The answers get the processor to themselves before the compression starts.
+        auto woken = std::make_shared<std::promise<void>>();
+        asio::post(io, [this, woken] {
+            WakePolls();
+            woken->set_value();
+        });
+        woken->get_future().wait_for(std::chrono::seconds(1));
+    }
     for (const auto& [name, project] : catalog.Projects()) {
         if (!project->GzippedList()) {
             project->SetGzippedList(std::make_shared<const std::string>(Gzip(project->listJson)));
@@ -571,7 +580,7 @@ bool ContentServer::Start(std::string& error) {
         error = "cannot publish to " + impl_->config.publishFolder.string();
         return false;
     }
-    impl_->AfterChange();
+    impl_->AfterChange(false);  // nobody waits yet, and the I/O thread is not running
     impl_->Accept();
     return true;
 }

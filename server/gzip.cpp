@@ -16,6 +16,7 @@ std::string Gzip(std::string_view bytes) {
     stream.avail_out = static_cast<uInt>(out.size());
     deflate(&stream, Z_FINISH);
     out.resize(stream.total_out);
+    out.shrink_to_fit();  // the bound is larger than the input: keep only what is used
     deflateEnd(&stream);
     return out;
 }

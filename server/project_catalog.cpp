@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <unordered_set>
 
-#include "app/fnv1a.h"
+#include <zlib.h>
+
 #include "base/file_io.h"
 #include "i18n/utf8_conversion.h"
 #include "manifest/file_list_writer.h"
@@ -54,13 +56,25 @@ std::int64_t NowInSeconds() {
         .count();
 }
 
-// Collects a project's files, then packs them sorted into a Project.
+// Collects a project's files, then packs them sorted into a Project. Files kept from the
+// previous state of the project come first, in their order, and keep their list entries, so a
+// change of a few files in a large project rebuilds little.
 class ProjectBuilder {
 public:
-    void Add(std::string_view path, const CatalogFile& file) {
+    explicit ProjectBuilder(const Project* previous = nullptr) : previous_(previous) {}
+
+    // A file of the previous state, unchanged and in its order.
+    void Keep(std::string_view path, const CatalogFile& file) {
+        Add(path, file, true);
+        ++kept_;
+    }
+
+    // A file found by a walk; `unchanged` when it is `file` of the previous state as it was.
+    void Add(std::string_view path, const CatalogFile& file, bool unchanged = false) {
         CatalogFile packed = file;
         packed.pathOffset = static_cast<std::uint32_t>(paths_.size());
-        packed.pathLength = static_cast<std::uint32_t>(path.size());
+        packed.pathLength = static_cast<std::uint16_t>(path.size());
+        packed.reused = unchanged && previous_ != nullptr && !previous_->listJson.empty();
         paths_.append(path);
         files_.push_back(packed);
     }
@@ -70,37 +84,59 @@ public:
         project->name = name;
         project->paths = std::move(paths_);
         const std::string_view paths = project->paths;
-        const auto pathOf = [paths](const CatalogFile& file) {
-            return paths.substr(file.pathOffset, file.pathLength);
+        const auto before = [paths](const CatalogFile& a, const CatalogFile& b) {
+            return paths.substr(a.pathOffset, a.pathLength) <
+                   paths.substr(b.pathOffset, b.pathLength);
         };
-        std::sort(files_.begin(), files_.end(), [&](const CatalogFile& a, const CatalogFile& b) {
-            return pathOf(a) < pathOf(b);
-        });
+        const auto middle = files_.begin() + static_cast<std::ptrdiff_t>(kept_);
+        std::sort(middle, files_.end(), before);
+        std::inplace_merge(files_.begin(), middle, files_.end(), before);
         // A file reached twice (a folder walked both alone and as part of a tree) counts once.
         files_.erase(std::unique(files_.begin(), files_.end(),
                                  [&](const CatalogFile& a, const CatalogFile& b) {
-                                     return pathOf(a) == pathOf(b);
+                                     return !before(a, b) && !before(b, a);
                                  }),
                      files_.end());
         files_.shrink_to_fit();
-        project->files = std::move(files_);
-        project->listJson = "[";
-        project->listJson.reserve(project->files.size() * 160 + 2);
-        bool first = true;
-        for (const CatalogFile& file : project->files) {
-            AppendFileListEntryJson(project->listJson, project->PathOf(file), file.size,
-                                    SecondsOf(file.mtimeNs), project->HashOf(file), first);
-            first = false;
+        std::string& list = project->listJson;
+        list.reserve(previous_ != nullptr && !previous_->listJson.empty()
+                         ? previous_->listJson.size() + 64 * 1024
+                         : files_.size() * 160 + 2);
+        list = "[";
+        for (CatalogFile& file : files_) {
+            const std::size_t start = list.size() + (list.size() > 1 ? 1 : 0);
+            if (file.reused) {
+                if (list.size() > 1) {
+                    list += ',';
+                }
+                list.append(previous_->listJson, file.entryOffset, file.entryLength);
+            } else {
+                AppendFileListEntryJson(list, paths.substr(file.pathOffset, file.pathLength),
+                                        file.size, SecondsOf(file.mtimeNs),
+                                        file.hashed ? ToLowerHex(file.digest.data(), 32) : "",
+                                        list.size() == 1);
+            }
+            file.reused = false;
+            file.entryOffset = static_cast<std::uint32_t>(start);
+            file.entryLength = static_cast<std::uint32_t>(list.size() - start);
         }
-        project->listJson += "]";
-        project->listJson.shrink_to_fit();
-        project->etag = "\"" + Fnv1a64Hex(project->listJson) + "\"";
+        list += "]";
+        list.shrink_to_fit();
+        project->files = std::move(files_);
+        // zlib's CRC runs at memory speed; with the length it tells one list from another.
+        const std::uint32_t crc = static_cast<std::uint32_t>(
+            crc32_z(0, reinterpret_cast<const Bytef*>(list.data()), list.size()));
+        char etag[40];
+        std::snprintf(etag, sizeof etag, "\"%08x-%zx\"", crc, list.size());
+        project->etag = etag;
         return project;
     }
 
 private:
+    const Project* previous_;
     std::string paths_;
     std::vector<CatalogFile> files_;
+    std::size_t kept_ = 0;
 };
 
 }  // namespace
@@ -282,11 +318,11 @@ std::shared_ptr<Project> ProjectCatalog::ScanProject(const std::string& name,
         return nullptr;  // gone, or a link
     }
     const Project* previous = Known(name);
-    ProjectBuilder builder;
+    ProjectBuilder builder(previous);
     if (previous != nullptr && scope != nullptr && !scope->whole) {
         for (const CatalogFile& file : previous->files) {
             if (!scope->Covers(previous->PathOf(file))) {
-                builder.Add(previous->PathOf(file), file);
+                builder.Keep(previous->PathOf(file), file);
             }
         }
     }
@@ -297,17 +333,16 @@ std::shared_ptr<Project> ProjectCatalog::ScanProject(const std::string& name,
         const CatalogFile* known = previous ? previous->FindFile(walked.path) : nullptr;
         if (known != nullptr && known->hashed && known->size == file.size &&
             known->mtimeNs == file.mtimeNs) {
-            file.digest = known->digest;
-            file.hashed = true;
-        } else {
-            NativeHandle open;
-            std::uint32_t code = 0;
-            std::string hex;
-            std::wstring error;
-            file.hashed = OpenFileForReading(walked.folder, walked.name, open, code) &&
-                          Sha256OfOpenFile(open, nullptr, hex, error) &&
-                          DigestFromHex(hex, file.digest);
+            builder.Add(walked.path, *known, true);
+            return;
         }
+        NativeHandle open;
+        std::uint32_t code = 0;
+        std::string hex;
+        std::wstring error;
+        file.hashed = OpenFileForReading(walked.folder, walked.name, open, code) &&
+                      Sha256OfOpenFile(open, nullptr, hex, error) &&
+                      DigestFromHex(hex, file.digest);
         builder.Add(walked.path, file);
     };
     if (scope == nullptr || scope->whole) {

@@ -17,15 +17,20 @@
 namespace tavrin::server {
 
 // One file of a project as the catalog keeps it: 64 bytes, its path stored once in the
-// project's `paths`, so a project of 200,000 files costs about 20 MB besides its list.
+// project's `paths` and its entry once in the list, so a project of 200,000 files costs about
+// 20 MB besides its list.
 struct CatalogFile {
     std::uint32_t pathOffset = 0;
-    std::uint32_t pathLength = 0;
+    std::uint16_t pathLength = 0;  // a path has at most 4,096 bytes on Linux
+    bool hashed = false;           // false when the file could not be read
+    bool reused = false;           // while building: its list entry is the previous list's
     std::uint64_t size = 0;
     std::int64_t mtimeNs = 0;               // nanoseconds since 1970
     std::array<std::uint8_t, 32> digest{};  // SHA-256 of the contents
-    bool hashed = false;                    // false when the file could not be read
+    std::uint32_t entryOffset = 0;          // its entry in the project's listJson
+    std::uint32_t entryLength = 0;
 };
+static_assert(sizeof(CatalogFile) == 64);
 
 // One published project: a folder directly under the root. Never changed once published:
 // a rescan publishes a new one.
