@@ -108,7 +108,8 @@ struct ContentServer::Impl {
     void Accept();
     void WakePolls();
     void WatchAndScan();
-    bool PublishStaticTree();
+    bool publishFailed = false;  // the last publication failed; scanner thread only
+    bool PublishStaticTree(const std::map<std::string, std::shared_ptr<const Project>>& projects);
     void AfterChange(bool pollsWait = true);
     bool Authorised(const std::string& project, const http::request<http::empty_body>& request) {
         const auto required = config.passwords.find(project);
@@ -442,7 +443,9 @@ void ContentServer::Impl::WatchAndScan() {
                                : watching && watcher->Complete() ? 300.0
                                                                  : 2.0;
         if (!waiting) {
-            next = Clock::now() + duration_cast<Clock::duration>(duration<double>(seconds));
+            next = Clock::now() + (publishFailed
+                                       ? duration_cast<Clock::duration>(milliseconds(2000))
+                                       : duration_cast<Clock::duration>(duration<double>(seconds)));
             waiting = true;
         }
         bool changed = false;
@@ -450,11 +453,14 @@ void ContentServer::Impl::WatchAndScan() {
             const auto left = duration_cast<milliseconds>(next - Clock::now());
             const FolderChanges changes =
                 watcher->Collect(std::clamp(left, milliseconds(0), milliseconds(500)),
-                                 milliseconds(100), milliseconds(2000));
+                                 config.eventQuiet, milliseconds(2000));
             if (const std::string notice = watcher->TakeNotice(); !notice.empty()) {
                 std::cerr << "tavrin-server: " << notice << "\n";
             }
             changed = !changes.Empty() && catalog.Apply(changes);
+            if (publishFailed) {
+                next = std::min(next, Clock::now() + milliseconds(2000));  // a full rescan retries
+            }
         } else {
             std::this_thread::sleep_for(milliseconds(50));
         }
@@ -466,21 +472,21 @@ void ContentServer::Impl::WatchAndScan() {
             waiting = false;
         }
         if (changed) {
-            if (staticTree) {
-                PublishStaticTree();
-            }
             AfterChange();
         }
     }
 }
 
-bool ContentServer::Impl::PublishStaticTree() {
+// Runs before a scan's result becomes visible: the tree has a change before any client can
+// hear of it, through a waiting poll or a new one.
+bool ContentServer::Impl::PublishStaticTree(
+    const std::map<std::string, std::shared_ptr<const Project>>& projects) {
     std::string error;
-    if (!staticTree->Publish(catalog.Projects(), config.root, error)) {
+    publishFailed = !staticTree->Publish(projects, config.root, error);
+    if (publishFailed) {
         std::cerr << "tavrin-server: " << error << "\n";
-        return false;
     }
-    return true;
+    return !publishFailed;
 }
 
 // The polls first, then what only saves time or work later: compressed lists, the state.
@@ -567,6 +573,9 @@ bool ContentServer::Start(std::string& error) {
             return false;
         }
         impl_->staticTree.emplace(impl_->config.publishFolder, impl_->config.passwords);
+        impl_->catalog.SetBeforeSwap([impl = impl_.get()](const auto& projects) {
+            return impl->PublishStaticTree(projects);
+        });
     }
     impl_->port = impl_->acceptor.local_endpoint().port();
     // Watching starts before the first scan, so nothing changed in between goes unseen.
@@ -576,7 +585,7 @@ bool ContentServer::Start(std::string& error) {
         std::cerr << "tavrin-server: " << watchError << "; scanning on a timer alone\n";
     }
     impl_->catalog.Rescan();
-    if (impl_->staticTree && !impl_->PublishStaticTree()) {
+    if (impl_->publishFailed) {
         error = "cannot publish to " + impl_->config.publishFolder.string();
         return false;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -19,6 +20,8 @@ struct ServerConfig {
     std::filesystem::path tlsKey;
     std::filesystem::path stateFolder;    // hash cache and revision; empty: <root>/.tavrin-server
     std::filesystem::path publishFolder;  // when set, a static tree kept in step for a web server
+    // How long the root must be still after an event before the changed folders are scanned.
+    std::chrono::milliseconds eventQuiet{50};
 };
 
 // tavrin-server: publishes the folders under the root as projects over the client's HTTP

@@ -63,6 +63,8 @@ public:
         if (changes.everything) {
             WatchAll();  // folders made while events were lost have no watch yet
         }
+        // Watches that ran out leave folders unseen by events: scan them all once now.
+        changes.everything = std::exchange(lostWatch_, false) || changes.everything;
         return changes;
     }
 
@@ -120,7 +122,11 @@ private:
             return;
         }
         if ((event.mask & IN_IGNORED) != 0) {
-            watchOf_.erase(watched->second);
+            // A folder moved over this one may have taken its path by now.
+            const auto current = watchOf_.find(watched->second);
+            if (current != watchOf_.end() && current->second == event.wd) {
+                watchOf_.erase(current);
+            }
             folders_.erase(watched);
             return;
         }
@@ -139,7 +145,8 @@ private:
         changes.trees.insert(path);
         if ((event.mask & (IN_DELETE | IN_MOVED_FROM)) != 0) {
             Unwatch(path);  // moved away, its watches would report from outside the root
-        } else if ((event.mask & (IN_CREATE | IN_MOVED_TO)) != 0) {
+        } else if ((event.mask & (IN_CREATE | IN_MOVED_TO)) != 0 ||
+                   watchOf_.count(path) == 0) {  // also one made readable since
             NativeHandle top;
             NativeHandle added;
             if (OpenTopFolder(PathToWide(root_), top).outcome == FolderOutcome::kOpened &&
@@ -158,21 +165,28 @@ private:
 
     // Watches `folder` (open, at `path` below the root) and every folder below it.
     void WatchTree(const NativeHandle& folder, const std::string& path) {
-        if (outOfWatches_) {
-            return;
+        if (outOfWatches_ && lostWatch_) {
+            return;  // the limit was just reached: no use trying every folder below
         }
         // By /proc/self/fd, so that the watch is on the folder held open, not on whatever a
         // path names by the time it is added.
         const std::string self = "/proc/self/fd/" + std::to_string(folder.Get());
         const int wd = ::inotify_add_watch(events_, self.c_str(), kFolderEvents);
         if (wd < 0) {
-            if (errno == ENOSPC) {
-                outOfWatches_ = true;
+            if (errno == ENOSPC && !outOfWatches_) {
                 notice_ =
                     "the system's limit of file watches (fs.inotify.max_user_watches) is "
                     "reached; folders beyond it are seen by the timed scans only";
+                lostWatch_ = true;
             }
+            // Unwatched, for whatever reason: only timed scans see that folder now.
+            outOfWatches_ = true;
             return;
+        }
+        // The same folder watched before under another path (moved while events were lost).
+        if (const auto known = folders_.find(wd);
+            known != folders_.end() && known->second != path) {
+            watchOf_.erase(known->second);
         }
         folders_[wd] = path;
         watchOf_[path] = wd;
@@ -208,6 +222,7 @@ private:
     std::map<int, std::string> folders_;  // watch -> folder below the root
     std::map<std::string, int> watchOf_;  // folder -> watch
     bool outOfWatches_ = false;
+    bool lostWatch_ = false;
     bool overflowTold_ = false;
     std::string notice_;
 };

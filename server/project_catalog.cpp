@@ -71,6 +71,9 @@ public:
 
     // A file found by a walk; `unchanged` when it is `file` of the previous state as it was.
     void Add(std::string_view path, const CatalogFile& file, bool unchanged = false) {
+        if (path.size() > UINT16_MAX) {
+            return;  // deeper than any client could create
+        }
         CatalogFile packed = file;
         packed.pathOffset = static_cast<std::uint32_t>(paths_.size());
         packed.pathLength = static_cast<std::uint16_t>(path.size());
@@ -123,11 +126,12 @@ public:
         list += "]";
         list.shrink_to_fit();
         project->files = std::move(files_);
-        // zlib's CRC runs at memory speed; with the length it tells one list from another.
-        const std::uint32_t crc = static_cast<std::uint32_t>(
-            crc32_z(0, reinterpret_cast<const Bytef*>(list.data()), list.size()));
-        char etag[40];
-        std::snprintf(etag, sizeof etag, "\"%08x-%zx\"", crc, list.size());
+        // zlib's two checksums run at memory speed; with the length they tell lists apart.
+        const auto* bytes = reinterpret_cast<const Bytef*>(list.data());
+        const auto crc = static_cast<std::uint32_t>(crc32_z(0, bytes, list.size()));
+        const auto adler = static_cast<std::uint32_t>(adler32_z(1, bytes, list.size()));
+        char etag[48];
+        std::snprintf(etag, sizeof etag, "\"%08x%08x-%zx\"", crc, adler, list.size());
         project->etag = etag;
         return project;
     }
@@ -401,7 +405,9 @@ bool ProjectCatalog::Apply(const FolderChanges& changes) {
         }
     }
     auto scanned = Projects();
-    for (const auto& [name, scope] : scopes) {
+    for (auto& [name, scope] : scopes) {
+        // A project the catalog does not hold yet is found whole, never from one folder of it.
+        scope.whole = scope.whole || Known(name) == nullptr;
         if (auto project = ScanProject(name, &scope)) {
             scanned[name] = std::move(project);
         } else {
@@ -412,29 +418,38 @@ bool ProjectCatalog::Apply(const FolderChanges& changes) {
 }
 
 bool ProjectCatalog::Publish(std::map<std::string, std::shared_ptr<const Project>> scanned) {
-    lastChanged_.clear();
+    bool changed = false;
     const std::uint64_t next = Revision() + 1;
     for (auto& [name, project] : scanned) {
-        const Project* old = Known(name);
+        const auto known = projects_.find(name);
+        const Project* old = known == projects_.end() ? nullptr : known->second.get();
         if (old == project.get()) {
             continue;  // not scanned this time
         }
+        // A list in memory is compared whole; one known from the last run only by its ETag.
+        const bool same =
+            old != nullptr && (old->listJson.empty() ? old->etag == project->etag
+                                                     : old->listJson == project->listJson);
+        if (same && !old->listJson.empty()) {
+            project = known->second;  // the published one stays, its compressed list with it
+            continue;
+        }
         auto fresh = std::const_pointer_cast<Project>(project);
-        if (old != nullptr && old->etag == project->etag) {
+        if (same) {
             fresh->changedAtRevision = old->changedAtRevision;
             fresh->lastModified = old->lastModified;
         } else {
-            lastChanged_.insert(name);
+            changed = true;
             fresh->changedAtRevision = next;
             fresh->lastModified = NowInSeconds();
         }
     }
     for (const auto& [name, project] : projects_) {
-        if (scanned.count(name) == 0) {
-            lastChanged_.insert(name);
-        }
+        changed = changed || scanned.count(name) == 0;
     }
-    const bool changed = !lastChanged_.empty();
+    if (beforeSwap_ && !beforeSwap_(scanned)) {
+        return false;
+    }
     std::lock_guard lock(mutex_);
     if (changed) {
         revision_ = next;

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -87,8 +88,11 @@ public:
                                                     const std::string& relativePath) const;
     // The highest revision at which one of `projects` (all when empty) changed.
     std::uint64_t LastChange(const std::vector<std::string>& projects) const;
-    // The projects whose list changed at the last Rescan() or Apply(), and those that went.
-    const std::set<std::string>& LastChangedProjects() const { return lastChanged_; }
+    // Called by scans with the projects about to replace the current ones, before anyone can
+    // see them; when it fails, the scan keeps the current projects and returns false.
+    using BeforeSwap =
+        std::function<bool(const std::map<std::string, std::shared_ptr<const Project>>&)>;
+    void SetBeforeSwap(BeforeSwap beforeSwap) { beforeSwap_ = std::move(beforeSwap); }
 
     const std::filesystem::path& Root() const { return root_; }
 
@@ -106,10 +110,8 @@ private:
     mutable std::mutex mutex_;
     std::uint64_t revision_ = 0;
     std::map<std::string, std::shared_ptr<const Project>> projects_;
-    // Guarded by scanMutex_: what the last run knew, until the first scan has replaced it.
-    std::map<std::string, std::shared_ptr<const Project>> remembered_;
-    std::set<std::string> lastChanged_;
-    bool dirty_ = true;
+    BeforeSwap beforeSwap_;
+    bool dirty_ = true;  // guarded by scanMutex_
 };
 
 }  // namespace tavrin::server

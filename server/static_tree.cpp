@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 
 #include "base/file_io.h"
@@ -16,8 +17,18 @@
 namespace tavrin::server {
 namespace {
 
+constexpr std::int64_t kBillion = 1'000'000'000;
+
 bool SameFile(const CatalogFile& a, const CatalogFile& b) {
     return a.size == b.size && a.mtimeNs == b.mtimeNs && a.digest == b.digest;
+}
+
+bool Publishable(const std::string& name) {
+    const auto endsWith = [&](std::string_view end) {
+        return name.size() >= end.size() &&
+               name.compare(name.size() - end.size(), end.size(), end) == 0;
+    };
+    return !endsWith(".gz") && !endsWith(".tmp");
 }
 
 // Whether `dest` already holds the listed file: the same inode (a link made earlier, or the
@@ -28,20 +39,22 @@ bool AlreadyThere(const std::filesystem::path& dest, const CatalogFile& file) {
         return false;
     }
     const std::int64_t mtimeNs =
-        static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec;
+        static_cast<std::int64_t>(info.st_mtim.tv_sec) * kBillion + info.st_mtim.tv_nsec;
     return static_cast<std::uint64_t>(info.st_size) == file.size && mtimeNs == file.mtimeNs;
 }
 
-bool CopyInto(const NativeHandle& folder, std::string_view name, const std::filesystem::path& to,
-              std::int64_t mtimeNs) {
+enum class CopyOutcome { kCopied, kSourceFailed, kTargetFailed };
+
+CopyOutcome CopyInto(const NativeHandle& folder, std::string_view name,
+                     const std::filesystem::path& to, std::int64_t mtimeNs) {
     NativeHandle source;
     std::uint32_t code = 0;
     if (!OpenFileForReading(folder, name, source, code)) {
-        return false;
+        return CopyOutcome::kSourceFailed;
     }
     const int out = ::open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (out < 0) {
-        return false;
+        return CopyOutcome::kTargetFailed;
     }
     bool ok = true;
     for (;;) {
@@ -56,10 +69,29 @@ bool CopyInto(const NativeHandle& folder, std::string_view name, const std::file
     }
     const timespec times[2] = {
         {0, UTIME_OMIT},
-        {static_cast<time_t>(mtimeNs / 1'000'000'000), static_cast<long>(mtimeNs % 1'000'000'000)}};
+        {static_cast<time_t>(mtimeNs / kBillion), static_cast<long>(mtimeNs % kBillion)}};
     ok = ok && ::futimens(out, times) == 0;
     ok = ::close(out) == 0 && ok;
-    return ok;
+    return ok ? CopyOutcome::kCopied : CopyOutcome::kTargetFailed;
+}
+
+// Makes the folders of `path` below `base`, removing a file that stands where one must go
+// (a file the root has since replaced by a folder).
+bool MakeFolders(const std::filesystem::path& base, const std::filesystem::path& relative) {
+    std::filesystem::path at = base;
+    std::error_code ec;
+    std::filesystem::create_directories(base, ec);
+    for (const auto& part : relative) {
+        at /= part;
+        struct stat info {};
+        if (::lstat(at.c_str(), &info) == 0 && !S_ISDIR(info.st_mode)) {
+            std::filesystem::remove(at, ec);
+        }
+        if (::mkdir(at.c_str(), 0755) != 0 && errno != EEXIST) {
+            return false;
+        }
+    }
+    return true;
 }
 
 std::string Problem(const std::filesystem::path& path) {
@@ -90,7 +122,12 @@ bool StaticTree::PublishFiles(const Project& project, const Project* before,
             old != nullptr && SameFile(*old, file)) {
             continue;
         }
-        const std::filesystem::path dest = base / Utf8ToPath(std::string(path));
+        if (!file.hashed) {
+            ++counts_.skipped;  // unreadable for the scan, unreadable for a copy
+            continue;
+        }
+        const std::filesystem::path relative = Utf8ToPath(std::string(path));
+        const std::filesystem::path dest = base / relative;
         if (AlreadyThere(dest, file)) {
             continue;
         }
@@ -102,12 +139,15 @@ bool StaticTree::PublishFiles(const Project& project, const Project* before,
             openFolder = parent;
         }
         if (!folderOpen) {
+            ++counts_.skipped;
             continue;
         }
-        std::error_code ec;
-        std::filesystem::create_directories(dest.parent_path(), ec);
+        if (!MakeFolders(base, relative.parent_path())) {
+            error = Problem(dest.parent_path());
+            return false;
+        }
         const std::filesystem::path temporary =
-            dest.parent_path() / Utf8ToPath(".tavrin-publish-" + name);
+            dest.parent_path() / (".tavrin-publish-" + std::to_string(++staging_));
         ::unlink(temporary.c_str());
         // linkat without AT_SYMLINK_FOLLOW links the name itself, never a link's target.
         if (::linkat(static_cast<int>(folder.Get()), name.c_str(), AT_FDCWD, temporary.c_str(),
@@ -115,12 +155,23 @@ bool StaticTree::PublishFiles(const Project& project, const Project* before,
             ++counts_.linked;
         } else if (errno == ENOENT) {
             continue;  // gone since the scan
-        } else if (CopyInto(folder, name, temporary, file.mtimeNs)) {
+        } else if (const CopyOutcome copy = CopyInto(folder, name, temporary, file.mtimeNs);
+                   copy == CopyOutcome::kCopied) {
             ++counts_.copied;
         } else {
-            error = Problem(dest);
             ::unlink(temporary.c_str());
+            if (copy == CopyOutcome::kSourceFailed) {
+                ++counts_.skipped;
+                continue;
+            }
+            error = Problem(dest);
             return false;
+        }
+        // A folder the root has since replaced by this file goes first.
+        struct stat info {};
+        std::error_code ec;
+        if (::lstat(dest.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+            std::filesystem::remove_all(dest, ec);
         }
         if (::rename(temporary.c_str(), dest.c_str()) != 0) {
             error = Problem(dest);
@@ -159,8 +210,55 @@ void StaticTree::RemoveUnlisted(const Project& project, const Project* before) {
     }
 }
 
-bool StaticTree::Publish(const std::map<std::string, std::shared_ptr<const Project>>& projects,
+void StaticTree::RemoveLeftOverProjects(
+    const std::map<std::string, std::shared_ptr<const Project>>& kept) {
+    std::error_code ec;
+    for (const char* folder : {"file_list", "download_file"}) {
+        std::vector<std::filesystem::path> stale;
+        for (const auto& entry : std::filesystem::directory_iterator(out_ / folder, ec)) {
+            std::string name = PathToUtf8(entry.path().filename());
+            if (std::string_view(folder) == "file_list" && name.size() > 3 &&
+                name.compare(name.size() - 3, 3, ".gz") == 0) {
+                name.resize(name.size() - 3);
+            }
+            if (kept.count(name) == 0) {
+                stale.push_back(entry.path());
+            }
+        }
+        for (const std::filesystem::path& path : stale) {
+            std::filesystem::remove_all(path, ec);
+        }
+    }
+}
+
+bool StaticTree::WriteList(const std::string& name, const std::string& bytes, bool gzipped,
+                           std::string& error) {
+    const std::filesystem::path list =
+        out_ / "file_list" / Utf8ToPath(gzipped ? name + ".gz" : name);
+    if (!WriteFileReplacing(list, bytes)) {
+        error = Problem(list);
+        return false;
+    }
+    std::int64_t& seconds = listTimes_[name];
+    if (!gzipped) {
+        const std::int64_t now = std::chrono::duration_cast<std::chrono::seconds>(
+                                     std::chrono::system_clock::now().time_since_epoch())
+                                     .count();
+        seconds = std::max(now, seconds + 1);
+    }
+    const timespec times[2] = {{0, UTIME_OMIT}, {static_cast<time_t>(seconds), 0}};
+    ::utimensat(AT_FDCWD, list.c_str(), times, 0);
+    return true;
+}
+
+bool StaticTree::Publish(const std::map<std::string, std::shared_ptr<const Project>>& all,
                          const std::filesystem::path& root, std::string& error) {
+    std::map<std::string, std::shared_ptr<const Project>> projects;
+    for (const auto& [name, project] : all) {
+        if (Publishable(name)) {
+            projects[name] = project;
+        }
+    }
     std::error_code ec;
     std::filesystem::create_directories(out_ / "file_list", ec);
     std::filesystem::create_directories(out_ / "download_file", ec);
@@ -176,11 +274,9 @@ bool StaticTree::Publish(const std::map<std::string, std::shared_ptr<const Proje
             return false;
         }
         // A compressed list of the old files must not outlive them: drop it first.
-        const std::filesystem::path list = out_ / "file_list" / Utf8ToPath(name);
-        std::filesystem::remove(list.string() + ".gz", ec);
+        std::filesystem::remove(out_ / "file_list" / Utf8ToPath(name + ".gz"), ec);
         gzipped_.erase(name);
-        if (!WriteFileReplacing(list, project->listJson)) {
-            error = Problem(list);
+        if (!WriteList(name, project->listJson, false, error)) {
             return false;
         }
     }
@@ -199,15 +295,18 @@ bool StaticTree::Publish(const std::map<std::string, std::shared_ptr<const Proje
     }
     for (const auto& [name, project] : published_) {
         if (projects.count(name) == 0) {
-            const std::filesystem::path list = out_ / "file_list" / Utf8ToPath(name);
-            std::filesystem::remove(list, ec);
-            std::filesystem::remove(list.string() + ".gz", ec);
+            std::filesystem::remove(out_ / "file_list" / Utf8ToPath(name), ec);
+            std::filesystem::remove(out_ / "file_list" / Utf8ToPath(name + ".gz"), ec);
             counts_.removed += project->files.size();
             std::filesystem::remove_all(out_ / "download_file" / Utf8ToPath(name), ec);
             gzipped_.erase(name);
         }
     }
-    published_ = projects;
+    if (first_) {
+        RemoveLeftOverProjects(projects);  // what an earlier run published and the root lost
+        first_ = false;
+    }
+    published_ = std::move(projects);
     return true;
 }
 
@@ -215,14 +314,15 @@ bool StaticTree::PublishGzippedLists(
     const std::map<std::string, std::shared_ptr<const Project>>& projects, std::string& error) {
     for (const auto& [name, project] : projects) {
         const auto published = published_.find(name);
-        const auto gzipped = project->GzippedList();
-        if (gzipped_.count(name) > 0 || !gzipped || published == published_.end() ||
+        if (gzipped_.count(name) > 0 || published == published_.end() ||
             published->second != project) {
             continue;
         }
-        const std::filesystem::path list = out_ / "file_list" / Utf8ToPath(name + ".gz");
-        if (!WriteFileReplacing(list, *gzipped)) {
-            error = Problem(list);
+        const auto gzipped = project->GzippedList();
+        if (!gzipped) {
+            continue;
+        }
+        if (!WriteList(name, *gzipped, true, error)) {
             return false;
         }
         gzipped_.insert(name);

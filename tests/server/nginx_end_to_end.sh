@@ -76,11 +76,11 @@ check "the feed server starts" wait_for 10 curl -sf -o /dev/null "http://127.0.0
 # The shipped configuration, with this test's ports, folder and one protected project.
 sed -e "s|server 127.0.0.1:8080;|server 127.0.0.1:$feed_port;|" \
     -e "s|listen 80;|listen 127.0.0.1:$port;|" \
-    -e "s|root /var/lib/tavrin-server/public;|root $work/public;|" \
-    -e 's|# "private-pack:the password" 0;|"beta:pw" 0;|' \
-    -e 's|# "~^private-pack:"           1;|"~^beta:" 1;|' \
+    -e 's|# "private-pack/the password" 0;|"beta/pw" 0;|' \
+    -e 's|# "~^private-pack/"           1;|"~^beta/" 1;|' \
+    -e "s|root /var/www/tavrin;|root $work/public;|" \
     "$source_dir/docs/nginx-tavrin.conf" >"$work/tavrin.conf"
-check "the configuration was filled in" grep -q '"beta:pw" 0;' "$work/tavrin.conf"
+check "the configuration was filled in" grep -q '"beta/pw" 0;' "$work/tavrin.conf"
 cat >"$work/nginx.conf" <<CONF
 daemon off;
 worker_processes 1;
@@ -114,6 +114,10 @@ check "a wrong password is refused" [ "$(status_of -H 'X-Project-Password: nope'
 check "the right password is let through" [ "$(status_of -H 'X-Project-Password: pw' "$url/file_list/beta")" = 200 ]
 check "a protected file needs its password" [ "$(status_of "$url/download_file/beta/b.ini")" = 401 ]
 check "the compressed list is protected too" [ "$(status_of "$url/file_list/beta.gz")" = 401 ]
+cp "$work/public/file_list/beta" "$work/public/file_list/beta.tmp"
+check "a list being replaced is not served" [ "$(status_of "$url/file_list/beta.tmp")" = 404 ]
+rm "$work/public/file_list/beta.tmp"
+check "a password meant for another project does not open this one" [ "$(status_of -H 'X-Project-Password: beta/pw' "$url/download_file/beta/b.ini")" = 401 ]
 check "a download is the file" cmp -s <(curl -s "$url/download_file/alpha/content/cars/my%20car/data.acd") "$work/root/alpha/content/cars/my car/data.acd"
 check "nothing outside the protocol's paths" [ "$(status_of "$url/")" = 404 ]
 check "the feed answers through nginx" bash -c "curl -s '$url/changes?since=0&wait=0' | grep -q '\"revision\"'"
