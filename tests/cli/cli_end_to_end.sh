@@ -119,8 +119,11 @@ for i in range(4000):
     os.makedirs(folder, exist_ok=True)
     with open(os.path.join(folder, "file%05d.ini" % i), "w") as f:
         f.write("value=%d\n" % i * 8)' "$work/root/many"
+    # The server sees the files as they are written: wait until its list has all of them.
     for _ in $(seq 100); do
-        run_cli projects --server "$url" --allow-http | grep -q '^many' && break
+        curl -s "$url/file_list/many" | python3 -c '
+import json, sys
+sys.exit(0 if len(json.load(sys.stdin)) == 4000 else 1)' 2>/dev/null && break
         sleep 0.2
     done
     check "progress line fits a 40-column terminal and follows a resize" python3 \
