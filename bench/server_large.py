@@ -23,41 +23,17 @@ import sys
 import tempfile
 import time
 
+from server_client import free_port, proc_status, request
+
 POLLS = 1000
 DOWNLOADERS = 8
 IDLE_SECONDS = 20
-
-
-def free_port():
-    s = socket.socket()
-    s.bind(("127.0.0.1", 0))
-    port = s.getsockname()[1]
-    s.close()
-    return port
-
-
-def status(pid):
-    fields = {}
-    with open(f"/proc/{pid}/status") as f:
-        for line in f:
-            key, _, value = line.partition(":")
-            fields[key] = value.strip()
-    return fields
 
 
 def cpu_seconds(pid):
     with open(f"/proc/{pid}/stat") as f:
         parts = f.read().rsplit(")", 1)[1].split()
     return (int(parts[11]) + int(parts[12])) / os.sysconf("SC_CLK_TCK")
-
-
-async def request(port, target):
-    reader, writer = await asyncio.open_connection("127.0.0.1", port)
-    writer.write(f"GET {target} HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n\r\n".encode())
-    await writer.drain()
-    data = await reader.read()
-    writer.close()
-    return data
 
 
 def body(data):
@@ -138,9 +114,9 @@ def measure(binary, root, paths):
     before = cpu_seconds(server.pid)
     time.sleep(IDLE_SECONDS)
     idle = (cpu_seconds(server.pid) - before) / IDLE_SECONDS * 100
-    rss = status(server.pid)["VmRSS"]
+    rss = proc_status(server.pid)["VmRSS"]
     rate, held, answered, latency = asyncio.run(hold_and_change(port, root, paths))
-    peak = status(server.pid)["VmHWM"]
+    peak = proc_status(server.pid)["VmHWM"]
     stop(server)
     shutil.rmtree(state, ignore_errors=True)
     return {"cold": cold, "warm": warm, "idle": idle, "rss": rss, "peak": peak,

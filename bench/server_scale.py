@@ -16,35 +16,11 @@ import sys
 import tempfile
 import time
 
+from server_client import free_port, proc_status, request
+
 SERVER = sys.argv[1] if len(sys.argv) > 1 else "build/linux/server/tavrin-server"
 POLLS = int(sys.argv[2]) if len(sys.argv) > 2 else 1000
 DOWNLOADERS = 8
-
-
-def free_port():
-    s = socket.socket()
-    s.bind(("127.0.0.1", 0))
-    port = s.getsockname()[1]
-    s.close()
-    return port
-
-
-def proc_status(pid):
-    fields = {}
-    with open(f"/proc/{pid}/status") as f:
-        for line in f:
-            key, _, value = line.partition(":")
-            fields[key] = value.strip()
-    return fields
-
-
-async def request(port, target):
-    reader, writer = await asyncio.open_connection("127.0.0.1", port)
-    writer.write(f"GET {target} HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n\r\n".encode())
-    await writer.drain()
-    data = await reader.read()
-    writer.close()
-    return data
 
 
 async def poll(port, since, answered, times):
@@ -101,7 +77,7 @@ async def main():
     print(f"server memory while holding them: {status['VmRSS']} (peak {peak})")
     print(f"downloads of 16 MB during the hold: {len(counts)}")
     print(f"change to all polls answered: {(max(times) - changed) * 1000:.0f} ms "
-          f"(includes up to 200 ms until the next rescan)")
+          f"(seen through file events)")
 
 
 asyncio.run(main())

@@ -10,8 +10,8 @@
 namespace tavrin::server {
 namespace {
 
-void WalkOpenFolder(const NativeHandle& folder, const std::string& path, bool recursive,
-                    const std::function<void(const WalkedFile&)>& visit) {
+// Calls `visit` with each entry of an open folder but "." and "..".
+void ForEachEntry(const NativeHandle& folder, const std::function<void(const dirent&)>& visit) {
     // readdir needs a descriptor of its own: closedir closes it.
     const int listing = ::dup(static_cast<int>(folder.Get()));
     DIR* entries = listing < 0 ? nullptr : ::fdopendir(listing);
@@ -21,38 +21,46 @@ void WalkOpenFolder(const NativeHandle& folder, const std::string& path, bool re
         }
         return;
     }
-    std::vector<std::string> subfolders;
     while (const dirent* entry = ::readdir(entries)) {
         const std::string_view name = entry->d_name;
-        if (name == "." || name == "..") {
-            continue;
+        if (name != "." && name != "..") {
+            visit(*entry);
         }
-        if (entry->d_type == DT_DIR) {
+    }
+    ::closedir(entries);
+}
+
+// What stands at a name in an open folder, not following a link; false when it is gone.
+bool StatusAt(const NativeHandle& folder, const char* name, struct stat& info) {
+    return ::fstatat(static_cast<int>(folder.Get()), name, &info, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+void WalkOpenFolder(const NativeHandle& folder, const std::string& path, bool recursive,
+                    const std::function<void(const WalkedFile&)>& visit) {
+    std::vector<std::string> subfolders;
+    ForEachEntry(folder, [&](const dirent& entry) {
+        const std::string_view name = entry.d_name;
+        if (entry.d_type == DT_DIR) {
             if (recursive) {
                 subfolders.emplace_back(name);
             }
-            continue;
-        }
-        if (entry->d_type != DT_REG && entry->d_type != DT_UNKNOWN) {
-            continue;  // links, devices, sockets: never listed
+            return;
         }
         struct stat info {};
-        if (::fstatat(static_cast<int>(folder.Get()), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) !=
-            0) {
-            continue;
+        if ((entry.d_type != DT_REG && entry.d_type != DT_UNKNOWN) ||
+            !StatusAt(folder, entry.d_name, info)) {
+            return;  // links, devices, sockets: never listed
         }
         if (S_ISDIR(info.st_mode) && recursive) {
             subfolders.emplace_back(name);
         }
-        if (!S_ISREG(info.st_mode)) {
-            continue;
+        if (S_ISREG(info.st_mode)) {
+            visit({folder, name, path.empty() ? std::string(name) : path + "/" + std::string(name),
+                   static_cast<std::uint64_t>(info.st_size),
+                   static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1'000'000'000 +
+                       info.st_mtim.tv_nsec});
         }
-        visit({folder, name, path.empty() ? std::string(name) : path + "/" + std::string(name),
-               static_cast<std::uint64_t>(info.st_size),
-               static_cast<std::int64_t>(info.st_mtim.tv_sec) * 1'000'000'000 +
-                   info.st_mtim.tv_nsec});
-    }
-    ::closedir(entries);
+    });
     for (const std::string& name : subfolders) {
         NativeHandle child;
         if (OpenChildFolder(folder, name, false, child).outcome == FolderOutcome::kOpened) {
@@ -65,28 +73,14 @@ void WalkOpenFolder(const NativeHandle& folder, const std::string& path, bool re
 
 std::vector<std::string> SubfoldersOf(const NativeHandle& folder) {
     std::vector<std::string> names;
-    const int listing = ::dup(static_cast<int>(folder.Get()));
-    DIR* entries = listing < 0 ? nullptr : ::fdopendir(listing);
-    if (entries == nullptr) {
-        if (listing >= 0) {
-            ::close(listing);
-        }
-        return names;
-    }
-    while (const dirent* entry = ::readdir(entries)) {
-        const std::string_view name = entry->d_name;
-        if (name == "." || name == "..") {
-            continue;
-        }
+    ForEachEntry(folder, [&](const dirent& entry) {
         struct stat info {};
-        if (entry->d_type == DT_DIR || (entry->d_type == DT_UNKNOWN &&
-                                        ::fstatat(static_cast<int>(folder.Get()), entry->d_name,
-                                                  &info, AT_SYMLINK_NOFOLLOW) == 0 &&
-                                        S_ISDIR(info.st_mode))) {
-            names.emplace_back(name);
+        if (entry.d_type == DT_DIR ||
+            (entry.d_type == DT_UNKNOWN && StatusAt(folder, entry.d_name, info) &&
+             S_ISDIR(info.st_mode))) {
+            names.emplace_back(entry.d_name);
         }
-    }
-    ::closedir(entries);
+    });
     return names;
 }
 
