@@ -53,6 +53,12 @@ struct HttpResult {
 bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& request, HttpResult& result,
                         std::wstring& errorText);
 
+// Ends, from another thread, the requests in flight that read `cancelFlag`, which the caller
+// has set: a wait for an answer (a long poll, a server that accepted and says nothing) ends
+// at once instead of at its time-out. On Windows the request handles are closed; elsewhere the
+// transfer loop reads the flag every 50 ms.
+void InterruptRequests(const std::atomic<bool>* cancelFlag);
+
 // The request's header block, each line ending in CR LF: Accept-Encoding (when gzip can be
 // decoded), Cache-Control, X-Client-ID (when there is one), then the caller's lines.
 std::wstring BuildRequestHeaders(std::wstring_view clientId, std::wstring_view extraHeaders,

@@ -46,6 +46,9 @@ struct Transfer {
     OutputFile* sink = nullptr;  // the caller's file or `file`
     std::uint64_t total = 0;
     Stop stop = Stop::kNone;
+    // A flag already set when the request began lets it reach its status line; one set while
+    // it runs ends it even while it waits for an answer.
+    bool cancelledAtStart = false;
     // Progress as curl last reported it, so that a change counts as activity.
     curl_off_t downloaded = -1;
     curl_off_t uploaded = -1;
@@ -283,6 +286,10 @@ CURLcode Run(HttpConnection& connection, const HttpSession& session, Transfer& t
         if (finished) {
             break;
         }
+        if (transfer.stop == Stop::kNone && !transfer.cancelledAtStart && Cancelled(transfer)) {
+            // Seen here too: curl reports progress rarely while it waits for an answer.
+            transfer.stop = Stop::kCancelled;
+        }
         if (transfer.stop != Stop::kNone) {
             code = CURLE_WRITE_ERROR;
             break;
@@ -342,6 +349,7 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& request, HttpRe
     HttpConnection& connection = *session.connection;
     Transfer transfer;
     transfer.request = &request;
+    transfer.cancelledAtStart = Cancelled(transfer);
     const std::string url = WideToUtf8(UrlOf(session, request));
     const HeaderList headers = BuildHeaderList(session, request);
     Configure(connection.easy, session, request, transfer, url, headers.get());
@@ -389,6 +397,10 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& request, HttpRe
         result.info.bodyBytesInMemory = request.outBody->size();
     }
     return true;
+}
+
+void InterruptRequests(const std::atomic<bool>* /*cancelFlag*/) {
+    // The transfer loop reads the flag every 50 ms.
 }
 
 }  // namespace tavrin

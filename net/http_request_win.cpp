@@ -2,6 +2,7 @@
 // into a file or memory and reading the cancel flag before each chunk.
 #include <algorithm>
 #include <cwctype>
+#include <mutex>
 #include <vector>
 
 #include "i18n/placeholders.h"
@@ -17,15 +18,46 @@ namespace {
 
 constexpr DWORD kChunk = 65536;
 
-// Closes the request handle on every way out.
+// Requests in flight that another thread may end by closing their handle: closing a request
+// handle ends a wait in WinHttpReceiveResponse or WinHttpReadData at once.
+struct InFlight {
+    const std::atomic<bool>* cancelFlag = nullptr;
+    HINTERNET handle = nullptr;
+    bool closed = false;
+};
+std::mutex inFlightMutex;
+std::vector<InFlight*> inFlight;
+
+// Closes the request handle on every way out, unless an interrupt has closed it already.
 struct RequestHandle {
     HINTERNET handle = nullptr;
+    InFlight entry;
+
+    void Watch(const std::atomic<bool>* cancelFlag) {
+        if (cancelFlag == nullptr) {
+            return;
+        }
+        entry = {cancelFlag, handle, false};
+        const std::lock_guard lock(inFlightMutex);
+        inFlight.push_back(&entry);
+    }
     ~RequestHandle() {
+        if (entry.cancelFlag != nullptr) {
+            const std::lock_guard lock(inFlightMutex);
+            std::erase(inFlight, &entry);
+            if (entry.closed) {
+                return;
+            }
+        }
         if (handle != nullptr) {
             WinHttpCloseHandle(handle);
         }
     }
 };
+
+bool Cancelled(const HttpRequest& options) {
+    return options.cancelFlag != nullptr && options.cancelFlag->load();
+}
 
 bool FailWithCode(std::wstring& errorText, std::string_view key) {
     const DWORD code = GetLastError();
@@ -83,6 +115,14 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
     if (request.handle == nullptr) {
         return FailWithCode(errorText, "error.winhttp_open_request_failed");
     }
+    // A flag already set when the request began lets it reach its status line; one set since
+    // then may have been interrupted before the handle could be watched.
+    const bool cancelledAtStart = Cancelled(options);
+    request.Watch(options.cancelFlag);
+    if (!cancelledAtStart && Cancelled(options)) {
+        errorText = TrWide("error.sync_cancelled");
+        return false;
+    }
     DWORD headerWait = static_cast<DWORD>(session.timeouts.receiveMs);
     WinHttpSetOption(request.handle, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &headerWait,
                      sizeof headerWait);
@@ -95,6 +135,10 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
         return FailWithCode(errorText, "error.winhttp_send_request_failed");
     }
     if (!WinHttpReceiveResponse(request.handle, nullptr)) {
+        if (Cancelled(options)) {
+            errorText = TrWide("error.sync_cancelled");
+            return false;
+        }
         return FailWithCode(errorText, "error.winhttp_receive_response_failed");
     }
     DWORD status = 0;
@@ -147,6 +191,10 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
         }
         DWORD available = 0;
         if (!WinHttpQueryDataAvailable(request.handle, &available)) {
+            if (Cancelled(options)) {
+                errorText = TrWide("error.sync_cancelled");
+                return false;
+            }
             return FailWithCode(errorText, "error.winhttp_query_data_available_failed");
         }
         if (available == 0) {
@@ -182,6 +230,16 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
     result.info.declaredLength = lengthKnown && !gzip ? length : 0;
     result.info.bodyBytesInMemory = !sink.toFile && sink.body != nullptr ? sink.body->size() : 0;
     return true;
+}
+
+void InterruptRequests(const std::atomic<bool>* cancelFlag) {
+    const std::lock_guard lock(inFlightMutex);
+    for (InFlight* entry : inFlight) {
+        if (entry->cancelFlag == cancelFlag && !entry->closed) {
+            entry->closed = true;
+            WinHttpCloseHandle(entry->handle);
+        }
+    }
 }
 
 }  // namespace tavrin

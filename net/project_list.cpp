@@ -19,9 +19,10 @@ bool FailWith(std::wstring& errorText, std::string_view key, std::wstring_view a
 }
 
 bool Get(HttpSession& session, const wchar_t* path, std::string& body, std::uint32_t& status,
-         std::wstring& errorText) {
+         const std::atomic<bool>* cancelFlag, std::wstring& errorText) {
     HttpRequest request;
     request.endpointPath = path;
+    request.cancelFlag = cancelFlag;
     request.outBody = &body;
     HttpResult result;
     if (!ExecuteHttpRequest(session, request, result, errorText)) {
@@ -67,7 +68,8 @@ bool ParseProjectMetaList(std::string_view body, std::vector<ProjectInfo>& proje
 }
 
 bool FetchProjectList(std::wstring_view serverText, std::wstring_view clientId,
-                      std::vector<ProjectInfo>& projects, std::wstring& errorText) {
+                      std::vector<ProjectInfo>& projects, std::wstring& errorText,
+                      const std::atomic<bool>* cancelFlag) {
     std::wstring canonical;
     HttpSession session;
     if (!NormalizeServerUrlWithPolicy(serverText, canonical, errorText) ||
@@ -80,7 +82,7 @@ bool FetchProjectList(std::wstring_view serverText, std::wstring_view clientId,
     }
     std::string body;
     std::uint32_t status = 0;
-    if (!Get(session, L"/list_projects_meta", body, status, errorText)) {
+    if (!Get(session, L"/list_projects_meta", body, status, cancelFlag, errorText)) {
         return false;
     }
     if (status == 200) {
@@ -95,7 +97,7 @@ bool FetchProjectList(std::wstring_view serverText, std::wstring_view clientId,
         return FailWith(errorText, "error.list_projects_http", std::to_wstring(status));
     }
     // No meta list on this server: the plain list of names, in the server's order.
-    if (!Get(session, L"/list_projects", body, status, errorText)) {
+    if (!Get(session, L"/list_projects", body, status, cancelFlag, errorText)) {
         return false;
     }
     if (status != 200) {

@@ -1,6 +1,9 @@
 #include "settings/settings_store.h"
 
+#include <QDateTime>
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <cmath>
 
 #include "net/server_endpoint.h"
@@ -131,6 +134,33 @@ void WriteServers(QSettings& settings, const std::vector<ServerEntry>& servers) 
 }
 
 }  // namespace
+
+bool SettingsFileReadable(const QString& settingsPath) {
+    if (!QFileInfo::exists(settingsPath)) {
+        return true;
+    }
+    QFile file(settingsPath);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    if (file.readAll().contains('\0')) {
+        return false;
+    }
+    file.close();
+    const QSettings settings(settingsPath, QSettings::IniFormat);
+    return settings.status() == QSettings::NoError;
+}
+
+QString MoveSettingsFileAside(const QString& settingsPath, QString& error) {
+    const QString aside = settingsPath + QStringLiteral(".unreadable-") +
+                          QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
+    QFile file(settingsPath);
+    if (!file.rename(aside)) {
+        error = file.errorString();
+        return {};
+    }
+    return aside;
+}
 
 QString NormalizeLanguageSetting(const QString& stored) {
     const QString code = stored.trimmed().toLower().left(2);

@@ -24,6 +24,14 @@ struct SettingsLoadHooks {
     std::function<bool(const QString&, bool)> isTargetUsable;
 };
 
+// Whether an existing settings file can be read as one: it opens, holds no NUL byte (what a
+// crash or a full disk leaves behind) and QSettings finds no format error. A missing file is
+// readable (it simply has no keys).
+bool SettingsFileReadable(const QString& settingsPath);
+// Moves an unreadable settings file aside to "<path>.unreadable-<yyyyMMdd-HHmmss>" and returns
+// that name, or empty with `error` filled when it could not be moved.
+QString MoveSettingsFileAside(const QString& settingsPath, QString& error);
+
 // "General/language": trimmed, lower-cased, cut to two characters; empty gives "en".
 QString NormalizeLanguageSetting(const QString& stored);
 QString CurrentLanguageSetting(const QString& settingsPath);

@@ -11,6 +11,7 @@
 #include "sync/folder_handle.h"
 #include "sync/progress.h"
 #include "sync/sha256.h"
+#include "sync/thread_start.h"
 
 namespace tavrin {
 namespace {
@@ -164,17 +165,29 @@ unsigned ComparisonThreadCount(std::size_t items) {
 
 bool RunComparisonPool(const std::vector<SyncWorkItem>& items, TargetTree& tree,
                        ComparisonState& state, const std::atomic<bool>* cancelFlag,
-                       std::vector<SyncWorkItem>& downloads, std::mutex& downloadsMutex) {
+                       std::vector<SyncWorkItem>& downloads, std::mutex& downloadsMutex,
+                       std::wstring& errorText) {
     const unsigned count = ComparisonThreadCount(items.size());
-    std::vector<std::thread> threads;
-    threads.reserve(count);
-    for (unsigned i = 0; i < count; ++i) {
-        threads.emplace_back(CompareLoop, std::cref(items), std::ref(tree), std::ref(state),
-                             cancelFlag, std::ref(downloads), std::ref(downloadsMutex), count);
+    std::vector<std::thread> threads(count);
+    bool started = true;
+    for (std::thread& thread : threads) {
+        if (!StartThread(thread, errorText, CompareLoop, std::cref(items), std::ref(tree),
+                         std::ref(state), cancelFlag, std::ref(downloads), std::ref(downloadsMutex),
+                         count)) {
+            started = false;
+            state.stop.store(true);  // the threads already running end at their next item
+            break;
+        }
     }
     for (std::thread& thread : threads) {
-        thread.join();
+        if (thread.joinable()) {
+            thread.join();
+        }
     }
+    if (!started) {
+        return false;
+    }
+    errorText.clear();
     return !state.stop.load();
 }
 

@@ -48,9 +48,11 @@ void ReportCompareProgress(ComparisonState& state, const std::wstring& currentNa
 // least 1, and no more than items. The threads write into `downloads` under `downloadsMutex`.
 unsigned ComparisonThreadCount(std::size_t items);
 
-// Compares every item on the pool; false when it stopped because of the cancel flag.
+// Compares every item on the pool; false when it stopped because of the cancel flag (with
+// `errorText` empty) or because a thread could not be started (with the reason).
 bool RunComparisonPool(const std::vector<SyncWorkItem>& items, TargetTree& tree,
                        ComparisonState& state, const std::atomic<bool>* cancelFlag,
-                       std::vector<SyncWorkItem>& downloads, std::mutex& downloadsMutex);
+                       std::vector<SyncWorkItem>& downloads, std::mutex& downloadsMutex,
+                       std::wstring& errorText);
 
 }  // namespace tavrin

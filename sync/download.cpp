@@ -15,6 +15,7 @@
 #include "sync/path_safety.h"
 #include "sync/progress.h"
 #include "sync/sha256.h"
+#include "sync/thread_start.h"
 
 namespace tavrin {
 namespace {
@@ -412,13 +413,19 @@ bool RunDownloadStage(const std::vector<SyncWorkItem>& items, const DownloadCont
     opening.bytesTotal = stage.totalBytes;
     opening.currentFile = TrWide("common.none");
     PostProgress(opening);
-    std::vector<std::thread> threads;
-    threads.reserve(workers);
-    for (unsigned i = 0; i < workers; ++i) {
-        threads.emplace_back(DownloadWorker, std::ref(stage), std::cref(items), std::cref(context));
+    std::vector<std::thread> threads(workers);
+    for (std::thread& thread : threads) {
+        std::wstring startError;
+        if (!StartThread(thread, startError, DownloadWorker, std::ref(stage), std::cref(items),
+                         std::cref(context))) {
+            stage.Fail(startError);  // the workers already running end after their file
+            break;
+        }
     }
     for (std::thread& thread : threads) {
-        thread.join();
+        if (thread.joinable()) {
+            thread.join();
+        }
     }
     std::lock_guard lock(stage.errorMutex);
     if (stage.stop.load() || !stage.firstError.empty()) {

@@ -129,8 +129,8 @@ bool RunServerSync(const ServerSyncRequest& request, SyncRunResult& result,
         }
         comparison.ResetForProject(items.size());
         if (!RunComparisonPool(items, tree, comparison, request.cancelFlag, downloads,
-                               downloadsMutex)) {
-            return FailCancelled(errorText);
+                               downloadsMutex, errorText)) {
+            return errorText.empty() ? FailCancelled(errorText) : false;
         }
         result.filesUpToDate += comparison.filesUpToDate.load();
         PostLog(

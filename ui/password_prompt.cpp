@@ -40,40 +40,6 @@ public:
 
 }  // namespace
 
-const ProjectEntry* TavrinQtWindow::FindProjectEntry(const QString& key) const {
-    const QString wanted = NormalizedProjectKey(key);
-    for (const ProjectEntry& entry : projectEntries_) {
-        if (ProjectKey(entry) == wanted) {
-            return &entry;
-        }
-    }
-    return nullptr;
-}
-
-bool TavrinQtWindow::CheckSelectionPasswords(const QStringList& selection, bool automatic) {
-    for (const QString& key : selection) {
-        const ProjectEntry* entry = FindProjectEntry(key);
-        if (entry == nullptr || !entry->requiresPassword ||
-            !settings_.projectPasswords
-                 .value(PasswordKey(entry->serverUrl, QString::fromStdString(entry->projectName)))
-                 .isEmpty()) {
-            continue;
-        }
-        const ProjectEntry asked = *entry;  // the lists may be reloaded while the dialog is open
-        QString answer;
-        if (!PromptProjectPassword(asked, false, answer)) {
-            if (automatic) {
-                AppendLog(Text("log.project_password_prompt_cancelled")
-                              .arg(QString::fromStdString(asked.projectName)),
-                          false);
-            }
-            return false;
-        }
-        RememberProjectPassword(asked.serverUrl, QString::fromStdString(asked.projectName), answer);
-    }
-    return true;
-}
-
 bool TavrinQtWindow::PromptProjectPassword(const ProjectEntry& entry, bool retry,
                                            QString& password) {
     const QString project = QString::fromStdString(entry.projectName);
@@ -145,16 +111,15 @@ bool TavrinQtWindow::PromptProjectPassword(const ProjectEntry& entry, bool retry
 
 void TavrinQtWindow::RememberProjectPassword(const QString& serverUrl, const QString& project,
                                              const QString& password) {
-    if (serverUrl.trimmed().isEmpty() || project.isEmpty()) {
-        return;
+    controller_->RememberProjectPassword(serverUrl, project, password);
+}
+
+// Quitting answers every open prompt with Cancel.
+void TavrinQtWindow::CancelOpenPrompts() {
+    for (QInputDialog* dialog :
+         findChildren<QInputDialog*>(QStringLiteral("ProjectPasswordDialog"))) {
+        dialog->reject();
     }
-    const QString key = PasswordKey(serverUrl, project);
-    if (password.isEmpty()) {
-        settings_.projectPasswords.remove(key);
-    } else {
-        settings_.projectPasswords.insert(key, password);
-    }
-    ScheduleSettingsSave();
 }
 
 }  // namespace tavrin

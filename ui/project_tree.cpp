@@ -1,15 +1,12 @@
 // The project section: the selected servers' project lists, loaded on a worker thread, shown
 // as a grid of check boxes whose ticks are kept by project key.
 #include <QCheckBox>
-#include <QCoreApplication>
 #include <QGridLayout>
 #include <QLabel>
 #include <QMessageBox>
-#include <QPointer>
 #include <QStatusBar>
 
 #include "i18n/translator.h"
-#include "net/project_list.h"
 #include "ui/tavrin_qt_window.h"
 #include "ui/ui_text.h"
 
@@ -24,100 +21,39 @@ constexpr int kCheckMinimumHeight = 22;
 }  // namespace
 
 void TavrinQtWindow::RefreshProjectLists(bool force) {
-    if (busy_ || shuttingDown_.load()) {
-        return;
-    }
-    const QStringList checked = CheckedProjectKeys();
-    keysToRestore_ = checked.isEmpty() ? settings_.selectedProjects : checked;
-    const std::vector<ServerEntry> servers = SelectedServers(settings_);
-    if (servers.empty()) {
-        projectEntries_.clear();
-        ShowProjectPlaceholder("placeholder.no_servers_configured");
-        projectListSignature_.clear();
-        UpdateSelectionCount();
-        UpdateCommandStates();
-        RestartAutoSync(false);
-        return;
-    }
-    const QString signature = ServerSetSignature(servers);
-    if (!force && signature == projectListSignature_) {
-        return;
-    }
-    projectListSignature_ = signature;
-    ShowProjectPlaceholder("placeholder.loading_projects");
-    statusBar()->showMessage(Text("status.loading_project_list"));
-
-    const std::uint64_t request = projectListRequest_.fetch_add(1) + 1;
-    RetireThread(std::move(projectLoaderThread_));
-    QPointer<TavrinQtWindow> self(this);
-    const std::wstring clientId = clientId_.toStdWString();
-    projectLoaderThread_ = std::thread([self, servers, clientId, request] {
-        ProjectListsResult result;
-        result.request = request;
-        for (const ServerEntry& server : servers) {
-            std::vector<ProjectInfo> projects;
-            std::wstring error;
-            if (!FetchProjectList(server.url.trimmed().toStdWString(), clientId, projects, error)) {
-                result.warnings << Text("error.server_with_details")
-                                       .arg(server.name, QString::fromStdWString(error));
-                continue;
-            }
-            result.anyLoaded = true;
-            for (const ProjectInfo& project : projects) {
-                const QString name = QString::fromStdString(project.name);
-                result.entries.push_back({server.name, server.url.trimmed(), project.name,
-                                          server.name + QStringLiteral(" | ") + name,
-                                          project.requiresPassword});
-            }
-        }
-        // The pointer is read on the window's thread, where the window is destroyed.
-        QMetaObject::invokeMethod(
-            QCoreApplication::instance(),
-            [self, result] {
-                if (self != nullptr) {
-                    self->OnProjectListsLoaded(result);
-                }
-            },
-            Qt::QueuedConnection);
-    });
+    controller_->RefreshProjectLists(force, force);
 }
 
-void TavrinQtWindow::OnProjectListsLoaded(const ProjectListsResult& result) {
-    if (shuttingDown_.load() || result.request != projectListRequest_.load()) {
-        return;  // a newer refresh has started meanwhile
-    }
-    if (projectLoaderThread_.joinable()) {
-        projectLoaderThread_.join();
-    }
-    projectEntries_ = result.entries;
-    if (!result.anyLoaded) {
-        const QString error = result.warnings.isEmpty()
+// Lists that came back: every server failing shows its box only when the player asked for
+// the lists, or sees the window at start-up; retries and hidden starts say it in the log.
+void TavrinQtWindow::OnProjectListsLoaded(const ListsOutcome& outcome) {
+    projectEntries_ = controller_->ProjectEntries();
+    if (!outcome.anyLoaded) {
+        const QString error = outcome.warnings.isEmpty()
                                   ? Text("error.project_list_unavailable_default")
-                                  : result.warnings.join(QLatin1Char('\n'));
+                                  : outcome.warnings.join(QLatin1Char('\n'));
         statusBar()->showMessage(Text("status.project_lists_load_failed"), kFailedMessageMs);
-        QMessageBox box(QMessageBox::Warning, Text("title.project_list"), error, QMessageBox::Ok,
-                        this, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
-        box.exec();
         ShowProjectPlaceholder("placeholder.project_lists_load_failed");
+        if (outcome.requestedByPlayer || (!outcome.retry && isVisible())) {
+            QMessageBox box(QMessageBox::Warning, Text("title.project_list"), error,
+                            QMessageBox::Ok, this, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
+            box.exec();
+        }
     } else {
-        if (!result.warnings.isEmpty()) {
+        if (!outcome.warnings.isEmpty() && !outcome.retry) {
             AppendLog(
-                Text("log.warning_with_details").arg(result.warnings.join(QStringLiteral("; "))),
+                Text("log.warning_with_details").arg(outcome.warnings.join(QStringLiteral("; "))),
                 false);
         }
         if (projectEntries_.empty()) {
             ShowProjectPlaceholder("placeholder.no_projects_available");
         } else {
-            RebuildProjectChecks(keysToRestore_);
+            RebuildProjectChecks(settings_.selectedProjects);
         }
         statusBar()->showMessage(Text("status.projects_loaded"), kLoadedMessageMs);
     }
     UpdateSelectionCount();
     UpdateCommandStates();
-    RestartAutoSync(false);  // the watchers follow the new lists
-    if (initialSyncWaitsForLists_ && !projectEntries_.empty()) {
-        StartInitialAutoSync();
-    }
 }
 
 void TavrinQtWindow::ClearProjectChecks() {
@@ -163,7 +99,7 @@ void TavrinQtWindow::RebuildProjectChecks(const QStringList& keys) {
         box->setAccessibleName(
             Text("accessible.project_from_server").arg(project, entry.serverName));
         box->setChecked(wanted.contains(ProjectKey(entry)));
-        box->setEnabled(!busy_);
+        box->setEnabled(!controller_->IsBusy());
         connect(box, &QCheckBox::toggled, this, [this] { OnProjectToggled(); });
         projectChecks_.push_back(box);
     }
@@ -174,10 +110,14 @@ void TavrinQtWindow::RebuildProjectChecks(const QStringList& keys) {
 void TavrinQtWindow::OnProjectToggled() {
     UpdateSelectionCount();
     UpdateCommandStates();
-    settings_.selectedProjects = CheckedProjectKeys();
+    // The ticks of a server whose list is not on show (it is down, or still loading) stay.
+    QStringList selection = CheckedProjectKeys();
+    selection << controller_->KeysOfServersWithoutList(settings_.selectedProjects);
+    selection.removeDuplicates();
+    settings_.selectedProjects = selection;
     ScheduleSettingsSave();
     if (settings_.autoSyncEnabled && settings_.autoSyncProjects.isEmpty()) {
-        RestartAutoSync(false);  // without a selection of its own, auto-sync watches the ticks
+        controller_->RestartWatchers();  // without a selection of its own, auto-sync watches ticks
     }
 }
 

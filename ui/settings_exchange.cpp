@@ -3,12 +3,12 @@
 // the auto-sync watchers in line.
 #include <QDir>
 #include <QSet>
-#include <QTimer>
 #include <algorithm>
 
 #include "app/autostart.h"
 #include "net/server_endpoint.h"
 #include "settings/settings_dialog.h"
+#include "ui/sync_controller.h"
 #include "ui/tavrin_qt_window.h"
 #include "ui/ui_text.h"
 
@@ -36,7 +36,7 @@ bool SameKeys(const QStringList& a, const QStringList& b) {
 }  // namespace
 
 void TavrinQtWindow::OpenSettingsDialog(const QString& tab) {
-    if (settingsDialogOpen_ || shuttingDown_.load()) {
+    if (settingsDialogOpen_ || IsShuttingDown()) {
         return;
     }
     SettingsDialogValues values;
@@ -62,7 +62,7 @@ void TavrinQtWindow::OpenSettingsDialog(const QString& tab) {
     settingsDialogOpen_ = true;
     const int outcome = dialog.exec();
     settingsDialogOpen_ = false;
-    if (outcome == QDialog::Accepted && !shuttingDown_.load()) {
+    if (outcome == QDialog::Accepted && !IsShuttingDown()) {
         TakeSettingsBack(dialog);
     }
 }
@@ -107,7 +107,6 @@ void TavrinQtWindow::MoveKeysOfChangedUrls(const QHash<QString, QString>& change
     };
     moveAll(settings_.selectedProjects);
     moveAll(settings_.autoSyncProjects);
-    moveAll(keysToRestore_);
     // The lists on show move too, so that the ticks read from them carry the new address.
     for (ProjectEntry& entry : projectEntries_) {
         const QString moved = FollowChangedUrl(changedUrls, entry.serverUrl);
@@ -123,12 +122,29 @@ void TavrinQtWindow::MoveKeysOfChangedUrls(const QHash<QString, QString>& change
         passwords.insert(MoveProjectKey(changedUrls, it.key()).toLower(), it.value());
     }
     settings_.projectPasswords = passwords;
-    const std::lock_guard<std::mutex> lock(revisionsMutex_);
     std::map<QString, quint64> revisions;
     for (const auto& [url, revision] : settings_.autoSyncRevisions) {
         revisions[FollowChangedUrl(changedUrls, url)] = revision;
     }
     settings_.autoSyncRevisions = revisions;
+}
+
+// A server removed in the dialog takes its ticks, passwords and revisions with it.
+void TavrinQtWindow::ForgetRemovedServers() {
+    QSet<QString> configured;
+    for (const ServerEntry& server : settings_.servers) {
+        configured.insert(server.url.trimmed().toLower());
+    }
+    const auto removed = [&configured](const QString& key) {
+        return !configured.contains(key.section(QLatin1Char('|'), 0, 0).trimmed().toLower());
+    };
+    settings_.selectedProjects.removeIf(removed);
+    settings_.autoSyncProjects.removeIf(removed);
+    for (auto it = settings_.projectPasswords.begin(); it != settings_.projectPasswords.end();) {
+        it = removed(it.key()) ? settings_.projectPasswords.erase(it) : std::next(it);
+    }
+    std::erase_if(settings_.autoSyncRevisions,
+                  [&removed](const auto& item) { return removed(item.first); });
 }
 
 void TavrinQtWindow::TakeSettingsBack(const SettingsDialog& dialog) {
@@ -144,6 +160,7 @@ void TavrinQtWindow::TakeSettingsBack(const SettingsDialog& dialog) {
     settings_.selectedDomains = SelectionAfterServerEdit(serversBefore);
     const bool serversChanged = SelectedServersSignature() != selectedBefore;
     MoveKeysOfChangedUrls(dialog.ChangedUrls());
+    ForgetRemovedServers();
     settings_.targetPath = QDir::toNativeSeparators(values.targetPath.trimmed());
     settings_.targetValidationEnabled = values.targetValidationEnabled;
     settings_.httpLockEnabled = values.httpLockEnabled;
@@ -158,7 +175,7 @@ void TavrinQtWindow::TakeSettingsBack(const SettingsDialog& dialog) {
         settings_.autoSyncProjects = ticked;
     }
     settings_.autoSyncEnabled = values.autoSyncEnabled;
-    if (settings_.autoSyncEnabled && !IsTargetUsable()) {
+    if (settings_.autoSyncEnabled && !IsTargetUsable() && !FolderIsAbsent(settings_.targetPath)) {
         AppendLog(Text("log.auto_sync_skipped_no_target"), false);
         settings_.autoSyncEnabled = false;
     }
@@ -169,18 +186,11 @@ void TavrinQtWindow::TakeSettingsBack(const SettingsDialog& dialog) {
     // A lock switched either way changes which servers can be reached: their lists are fetched
     // again. Otherwise they are fetched only when the selected servers changed. A run in
     // progress holds the lists; they are fetched when it has ended.
-    if (busy_.load() || starting_.load()) {
-        listsStaleAfterRun_ = true;
-    } else {
-        RefreshProjectLists(lockBefore != settings_.httpLockEnabled);
-    }
-    RestartAutoSync(false);
+    controller_->RefreshProjectLists(lockBefore != settings_.httpLockEnabled, false);
     // A first run when auto-sync comes on, or when what it keeps in step has changed.
-    if (settings_.autoSyncEnabled &&
-        (!autoSyncBefore || !SameKeys(AutoSyncSelection(), watchedBefore) || serversChanged ||
-         targetBefore != settings_.targetPath)) {
-        QTimer::singleShot(0, this, [this] { StartInitialAutoSync(); });
-    }
+    controller_->ApplyAutoSync(settings_.autoSyncEnabled &&
+                               (!autoSyncBefore || !SameKeys(AutoSyncSelection(), watchedBefore) ||
+                                serversChanged || targetBefore != settings_.targetPath));
 }
 
 }  // namespace tavrin

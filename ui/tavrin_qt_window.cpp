@@ -60,6 +60,7 @@ QLabel* MakeLabel(const QString& objectName, QWidget* parent) {
 
 TavrinQtWindow::TavrinQtWindow() {
     settingsPath_ = QString::fromStdWString(PathToWide(SettingsFilePath()));
+    CheckSettingsFile();  // before anything reads or writes a key of it
     settings_.language = CurrentLanguageSetting(settingsPath_);
     if (!SetLanguage(settings_.language.toStdString())) {
         SetLanguage("en");
@@ -70,6 +71,7 @@ TavrinQtWindow::TavrinQtWindow() {
     setMinimumSize(560, 350);
     resize(760, 560);
     clientId_ = QString::fromStdWString(ClientId(SettingsFilePath()));
+    controller_ = new SyncController(settings_, clientId_, this);
 
     BuildUi();
 
@@ -83,15 +85,20 @@ TavrinQtWindow::TavrinQtWindow() {
         application->setStyleSheet(ThemeStyleSheet());
     }
     LoadSettings();
+    ConnectController();
     Retranslate();
     UpdateCommandStates();
-    if (!shuttingDown_.load()) {
-        ApplyAutoSyncState();
-        RefreshProjectLists(false);
-    }
+    ApplyAutoSyncState();
+    RefreshProjectLists(false);
     statusBar()->showMessage(Text("status.ready"), kReadyMessageMs);
     QTimer::singleShot(kStartupToastDelayMs, this,
                        [this] { ShowToast("toast.app_started_active"); });
+    if (!settingsFileProblem_.isEmpty()) {
+        QTimer::singleShot(0, this, [this] {
+            AppendLog(settingsFileProblem_, true);
+            WarnModally("title.settings_file", settingsFileProblem_);
+        });
+    }
 }
 
 TavrinQtWindow::~TavrinQtWindow() {
@@ -100,6 +107,64 @@ TavrinQtWindow::~TavrinQtWindow() {
         trayIcon_->hide();
     }
     Shutdown();
+}
+
+// A settings file that cannot be read is never written over: it is moved aside (or, when even
+// that fails, left alone and never saved to), and the window starts with the defaults.
+void TavrinQtWindow::CheckSettingsFile() {
+    if (SettingsFileReadable(settingsPath_)) {
+        return;
+    }
+    QString error;
+    const QString aside = MoveSettingsFileAside(settingsPath_, error);
+    const QString shown = QDir::toNativeSeparators(settingsPath_);
+    if (aside.isEmpty()) {
+        settingsWriteBlocked_ = true;
+        settingsFileProblem_ = Text("error.settings_file_unreadable_kept").arg(shown, error);
+    } else {
+        settingsFileProblem_ =
+            Text("error.settings_file_unreadable").arg(shown, QDir::toNativeSeparators(aside));
+    }
+}
+
+void TavrinQtWindow::ConnectController() {
+    SyncController* controller = controller_;
+    connect(controller, &SyncController::LogLine, this,
+            [this](const QString& line) { AppendLog(line, false); });
+    connect(controller, &SyncController::ProgressReported, this,
+            [this](const ProgressMessage& message) { ShowProgress(message); });
+    connect(controller, &SyncController::RunStarted, this, [this] { OnRunStarted(); });
+    connect(controller, &SyncController::RunFinished, this,
+            [this](bool ok, bool automatic, const QString& message) {
+                OnRunFinished(ok, automatic, message);
+            });
+    connect(controller, &SyncController::ListsLoading, this, [this] {
+        ShowProjectPlaceholder("placeholder.loading_projects");
+        statusBar()->showMessage(Text("status.loading_project_list"));
+    });
+    connect(controller, &SyncController::ListsCleared, this, [this] {
+        projectEntries_.clear();
+        ShowProjectPlaceholder("placeholder.no_servers_configured");
+        UpdateSelectionCount();
+        UpdateCommandStates();
+    });
+    connect(controller, &SyncController::ListsLoaded, this,
+            [this](const ListsOutcome& outcome) { OnProjectListsLoaded(outcome); });
+    connect(controller, &SyncController::AutoSyncStateChanged, this,
+            [this] { RefreshAutoSyncBadge(); });
+    connect(controller, &SyncController::SettingsChanged, this, [this] { ScheduleSettingsSave(); });
+    connect(controller, &SyncController::RevisionsChanged, this,
+            [this] { ScheduleRevisionsSave(); });
+    PasswordQuestions questions;
+    questions.ask = [this](const ProjectEntry& entry, bool retry, QString& password) {
+        return PromptProjectPassword(entry, retry, password);
+    };
+    questions.forgetOutcomes = [this] {
+        passwordPromptAnswered_.clear();
+        passwordPromptAnswers_.clear();
+    };
+    questions.cancelOpen = [this] { CancelOpenPrompts(); };
+    controller->SetPasswordQuestions(std::move(questions));
 }
 
 void TavrinQtWindow::BuildUi() {
@@ -301,21 +366,22 @@ void TavrinQtWindow::UpdateCommandStates() {
                       [](const ServerEntry& s) { return !s.url.trimmed().isEmpty(); });
     const bool targetValid = IsTargetUsable();
     const auto checked = CheckedProjectCount();
+    const bool busy = controller_->IsBusy();
     if (syncAction_ != nullptr) {
-        syncAction_->setEnabled(!busy_ && serverCount >= 1 && targetValid && checked >= 1);
+        syncAction_->setEnabled(!busy && serverCount >= 1 && targetValid && checked >= 1);
     }
     if (stopAction_ != nullptr) {
-        stopAction_->setEnabled(busy_);
-        stopAction_->setVisible(busy_);
+        stopAction_->setEnabled(busy);
+        stopAction_->setVisible(busy);
     }
     if (refreshAction_ != nullptr) {
-        refreshAction_->setEnabled(!busy_ && serverCount >= 1);
+        refreshAction_->setEnabled(!busy && serverCount >= 1);
     }
     if (projectContainer_ != nullptr) {
-        projectContainer_->setEnabled(!busy_);
+        projectContainer_->setEnabled(!busy);
     }
     for (QCheckBox* box : projectChecks_) {
-        box->setEnabled(!busy_);
+        box->setEnabled(!busy);
     }
 }
 
@@ -339,7 +405,9 @@ void TavrinQtWindow::RefreshAutoSyncBadge() {
     if (autoSyncBadge_ == nullptr) {
         return;
     }
-    autoSyncBadge_->setText(Text("badge.auto_sync_active"));
+    const bool waiting = controller_ != nullptr && controller_->WaitingForGameFolder();
+    autoSyncBadge_->setText(
+        Text(waiting ? "badge.auto_sync_waiting_for_game_folder" : "badge.auto_sync_active"));
     autoSyncBadge_->setVisible(settings_.autoSyncEnabled);
 }
 
@@ -351,8 +419,9 @@ void TavrinQtWindow::LoadSettings() {
         return found ? QString::fromStdWString(*found) : QString();
     };
     hooks.registeredModeOr = [](AutostartMode fallback) { return RegisteredModeOr(fallback); };
+    // A folder that is not there at all (a drive not mounted yet) pauses auto-sync instead.
     hooks.isTargetUsable = [](const QString& folder, bool validation) {
-        return IsUsableTargetFolder(folder.toStdWString(), validation);
+        return FolderIsAbsent(folder) || IsUsableTargetFolder(folder.toStdWString(), validation);
     };
     const QString languageBefore = settings_.language;
     autoSyncSwitchedOffAtLoad_ = ReadSettingsFile(settingsPath_, settings_, hooks);
@@ -364,17 +433,23 @@ void TavrinQtWindow::LoadSettings() {
     }
     plainHttpAllowed.store(!settings_.httpLockEnabled);
     {
-        const std::lock_guard<std::mutex> lock(revisionsMutex_);
         QSettings file(settingsPath_, QSettings::IniFormat);
         settings_.autoSyncRevisions = ReadAutoSyncRevisions(file);
+    }
+    if (autoSyncSwitchedOffAtLoad_) {
+        AppendLog(Text("log.auto_sync_skipped_no_target"), false);
     }
     RefreshAutoSyncBadge();
     suppressSettingsSave_ = false;
 }
 
 void TavrinQtWindow::ApplyAutoSyncState() {
-    const bool folderRefused = settings_.autoSyncEnabled && !IsTargetUsable();
+    const bool folderRefused =
+        settings_.autoSyncEnabled && !IsTargetUsable() && !FolderIsAbsent(settings_.targetPath);
     if (folderRefused || autoSyncSwitchedOffAtLoad_) {
+        if (folderRefused) {
+            AppendLog(Text("log.auto_sync_skipped_no_target"), false);
+        }
         autoSyncSwitchedOffAtLoad_ = false;
         settings_.autoSyncEnabled = false;
         RefreshAutoSyncBadge();
@@ -384,10 +459,7 @@ void TavrinQtWindow::ApplyAutoSyncState() {
             saveTimer_->start();
         }
     }
-    RestartAutoSync(false);
-    if (settings_.autoSyncEnabled) {
-        QTimer::singleShot(0, this, [this] { StartInitialAutoSync(); });
-    }
+    controller_->ApplyAutoSync(settings_.autoSyncEnabled);
 }
 
 void TavrinQtWindow::ScheduleSettingsSave() {
@@ -422,89 +494,49 @@ void TavrinQtWindow::FlushPendingSettings(bool force) {
         return;
     }
     if (revisionsSavePending_) {
-        std::map<QString, quint64> revisions;
-        {
-            const std::lock_guard<std::mutex> lock(revisionsMutex_);
-            revisions = settings_.autoSyncRevisions;
+        if (!settingsWriteBlocked_) {
+            WriteAutoSyncRevisionsFile(settingsPath_, settings_.autoSyncRevisions);
         }
-        WriteAutoSyncRevisionsFile(settingsPath_, revisions);
         revisionsSavePending_ = false;
     }
 }
 
 void TavrinQtWindow::SaveSettings() {
-    std::map<QString, quint64> revisions;
-    {
-        const std::lock_guard<std::mutex> lock(revisionsMutex_);
-        revisions = settings_.autoSyncRevisions;
+    if (settingsWriteBlocked_) {
+        return;  // the file that could not be read is the player's to rescue
     }
     settings_.language = QString::fromStdString(CurrentLanguage());
-    WriteSettingsFile(settingsPath_, settings_, revisions);
-}
-
-void TavrinQtWindow::RetireThread(std::thread thread) {
-    if (!thread.joinable()) {
-        return;
-    }
-    {
-        const std::lock_guard<std::mutex> lock(retiredMutex_);
-        retiredThreads_.push_back(std::move(thread));
-    }
-    if (reaperRunning_.load()) {
-        return;
-    }
-    if (reaperThread_.joinable()) {
-        reaperThread_.join();  // it has finished: reaperRunning_ is cleared as its last act
-    }
-    reaperRunning_.store(true);
-    reaperThread_ = std::thread([this] { JoinRetiredThreads(); });
-}
-
-void TavrinQtWindow::JoinRetiredThreads() {
-    for (;;) {
-        std::vector<std::thread> batch;
-        {
-            const std::lock_guard<std::mutex> lock(retiredMutex_);
-            batch.swap(retiredThreads_);
-            if (batch.empty()) {
-                reaperRunning_.store(false);
-                return;
-            }
-        }
-        for (std::thread& thread : batch) {
-            thread.join();
-        }
-    }
+    WriteSettingsFile(settingsPath_, settings_, settings_.autoSyncRevisions);
 }
 
 void TavrinQtWindow::Shutdown() {
-    if (shuttingDown_.exchange(true)) {
+    controller_->Shutdown();
+}
+
+// Auto-sync, as the window's tests and settings drive it.
+QStringList TavrinQtWindow::AutoSyncSelection() const {
+    return controller_->AutoSyncSelection();
+}
+
+void TavrinQtWindow::RestartAutoSync(bool joinOld) {
+    if (joinOld) {
+        Shutdown();
         return;
     }
-    cancelRequested_.store(true);
-    RestartAutoSync(true);
-    if (syncThread_.joinable()) {
-        // The worker may be waiting on a question to this thread; keep answering (every
-        // answer is "no" now) until it has ended.
-        while (!syncWorkerDone_.load()) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        }
-        syncThread_.join();
-    }
-    if (projectLoaderThread_.joinable()) {
-        projectLoaderThread_.join();
-    }
-    if (reaperThread_.joinable()) {
-        reaperThread_.join();
-    }
-    std::vector<std::thread> remaining;
-    {
-        const std::lock_guard<std::mutex> lock(retiredMutex_);
-        remaining.swap(retiredThreads_);
-    }
-    for (std::thread& thread : remaining) {
-        thread.join();
-    }
+    controller_->RestartWatchers();
+}
+
+void TavrinQtWindow::SetAutoSyncActive(bool active) {
+    controller_->SetAutoSyncActive(active);
+}
+
+void TavrinQtWindow::OnServerChanged(const QString& serverUrl, quint64 revision,
+                                     const QString& reason) {
+    controller_->OnServerChanged(serverUrl, revision, reason);
+}
+
+void TavrinQtWindow::StartInitialAutoSync() {
+    controller_->ApplyAutoSync(true);
 }
 
 }  // namespace tavrin

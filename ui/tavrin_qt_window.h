@@ -5,17 +5,15 @@
 #include <QPointer>
 #include <QSet>
 #include <QString>
-#include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <mutex>
-#include <thread>
 #include <vector>
 
 #include "settings/settings_record.h"
 #include "sync/progress.h"
 #include "sync/remaining_time.h"
 #include "ui/project_entry.h"
+#include "ui/sync_controller.h"
 
 class QAction;
 class QCheckBox;
@@ -34,8 +32,8 @@ namespace tavrin {
 
 class SettingsDialog;
 
-// The program's one main window: it owns the user-interface state, the settings record, the
-// worker threads and the tray icon.
+// The program's one main window: it owns the user-interface state, the settings record and
+// the tray icon, and shows what its sync controller (which owns every thread) does.
 class TavrinQtWindow : public QMainWindow {
     Q_OBJECT
 public:
@@ -51,10 +49,9 @@ public:
     void ScheduleRevisionsSave();
     void FlushPendingSettings(bool force);
 
-    // Hands a thread that must end, but need not be waited for, to the reaper.
-    void RetireThread(std::thread thread);
     // Cancels and joins every worker; runs once.
     void Shutdown();
+    SyncController& Controller() { return *controller_; }
 
     void BringToFront();
     bool EnsureTrayIcon();
@@ -71,7 +68,7 @@ public:
     // The sync command: preconditions, one worker calling the engine per server, the result.
     void RequestSync(bool automatic, const QString& reason);
     void CancelSync();
-    bool IsBusy() const { return busy_.load(); }
+    bool IsBusy() const { return controller_->IsBusy(); }
 
     // Auto-sync: one watcher per selected server on its change feed; a reported change asks for
     // an automatic run.
@@ -79,7 +76,7 @@ public:
     void SetAutoSyncActive(bool active);
     void OnServerChanged(const QString& serverUrl, quint64 revision, const QString& reason);
     void StartInitialAutoSync();
-    int RunningAutoSyncWatchers() const { return runningWatchers_.load(); }
+    int RunningAutoSyncWatchers() const { return controller_->RunningWatchers(); }
 
     // The settings dialog, modal; opened on the tab with this object name when one is given.
     // Accepted values come back into the settings record and the file.
@@ -90,7 +87,6 @@ public:
     bool PromptProjectPassword(const ProjectEntry& entry, bool retry, QString& password);
     void RememberProjectPassword(const QString& serverUrl, const QString& project,
                                  const QString& password);
-    bool CheckSelectionPasswords(const QStringList& selection, bool automatic);
 
     // The sync section and the log.
     void ShowProgress(const ProgressMessage& message);
@@ -104,7 +100,7 @@ public:
     QSystemTrayIcon* TrayIcon() const { return trayIcon_; }
     QMenu* TrayMenu() const { return trayMenu_; }
     bool TrayRetryPending() const { return trayRetryPending_; }
-    bool IsShuttingDown() const { return shuttingDown_.load(); }
+    bool IsShuttingDown() const { return controller_->IsShuttingDown(); }
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -124,17 +120,14 @@ private:
     void RequestExit();
     void LoadSettings();
     void SaveSettings();
+    void CheckSettingsFile();
+    void ConnectController();
     void ApplyAutoSyncState();
     void RefreshAutoSyncBadge();
     void UpdateSelectionCount();
     QStringList AutoSyncSelection() const;
-    struct ProjectListsResult {
-        std::uint64_t request = 0;
-        std::vector<ProjectEntry> entries;
-        QStringList warnings;
-        bool anyLoaded = false;
-    };
-    void OnProjectListsLoaded(const ProjectListsResult& result);
+    void OnProjectListsLoaded(const ListsOutcome& outcome);
+    void ForgetRemovedServers();
     void TakeSettingsBack(const SettingsDialog& dialog);
     QStringList SelectionAfterServerEdit(const std::vector<ServerEntry>& before) const;
     QString SelectedServersSignature() const;
@@ -143,44 +136,28 @@ private:
     void ShowProjectPlaceholder(const char* key);
     void ClearProjectChecks();
     void OnProjectToggled();
-    struct SyncOutcome {
-        bool ok = false;
-        QString message;
-        bool automatic = false;
-    };
-    void StartSync(bool automatic, const QString& reason, const QString& targetPath,
-                   const QStringList& selection, std::vector<ServerWorkItem> items);
-    void OnSyncFinished(const SyncOutcome& outcome);
+    void OnRunStarted();
+    void OnRunFinished(bool ok, bool automatic, const QString& message);
+    void CancelOpenPrompts();
     void WarnModally(const char* titleKey, const QString& text);
-    const ProjectEntry* FindProjectEntry(const QString& key) const;
     std::ptrdiff_t CheckedProjectCount() const;
     bool IsTargetUsable() const;
-    void JoinRetiredThreads();
 
     // Settings and identity.
     QString settingsPath_;
     QString clientId_;
     SettingsRecord settings_;
     bool autoSyncSwitchedOffAtLoad_ = false;
-    std::mutex revisionsMutex_;  // guards settings_.autoSyncRevisions
+    // The settings file could not be read and not be moved aside: it is never written over.
+    bool settingsWriteBlocked_ = false;
+    QString settingsFileProblem_;  // told once the window stands
 
     // State.
-    std::atomic<bool> busy_{false};
-    std::atomic<bool> starting_{false};
-    std::atomic<bool> syncWorkerDone_{true};
-    bool followUpPending_ = false;
-    QStringList lastRunSelection_;
     std::chrono::steady_clock::time_point runStarted_;
     QSet<QString> passwordPromptsOpen_;
     QHash<QString, bool> passwordPromptAnswered_;
     QHash<QString, QString> passwordPromptAnswers_;
-    std::atomic<bool> cancelRequested_{false};
-    std::atomic<bool> shuttingDown_{false};
-    std::atomic<std::uint64_t> autoSyncGeneration_{1};
-    std::atomic<int> runningWatchers_{0};
-    bool initialSyncWaitsForLists_ = false;
     bool settingsDialogOpen_ = false;
-    bool listsStaleAfterRun_ = false;  // the servers changed during a run
     bool settingsSavePending_ = false;
     bool revisionsSavePending_ = false;
     bool suppressSettingsSave_ = false;
@@ -190,14 +167,7 @@ private:
     std::uint32_t taskbarCreatedMessage_ = 0;
     QTimer* saveTimer_ = nullptr;
 
-    // Threads.
-    std::thread syncThread_;
-    std::thread projectLoaderThread_;
-    std::vector<std::thread> autoSyncThreads_;
-    std::mutex retiredMutex_;
-    std::vector<std::thread> retiredThreads_;
-    std::thread reaperThread_;
-    std::atomic<bool> reaperRunning_{false};
+    SyncController* controller_ = nullptr;  // every thread of the window lives there
 
     // Widgets.
     QAction* settingsAction_ = nullptr;
@@ -214,9 +184,6 @@ private:
     QLabel* projectPlaceholder_ = nullptr;
     std::vector<QCheckBox*> projectChecks_;
     std::vector<ProjectEntry> projectEntries_;
-    QString projectListSignature_;
-    QStringList keysToRestore_;
-    std::atomic<std::uint64_t> projectListRequest_{0};
     QLabel* syncTitle_ = nullptr;
     QLabel* autoSyncBadge_ = nullptr;
     QLabel* currentFile_ = nullptr;

@@ -113,7 +113,21 @@ ScriptedReply ContentServer::Answer(const RecordedRequest& request) {
         return required == passwords_.end() ||
                request.Header("X-Project-Password") == required->second;
     };
+    if (offline_) {
+        ScriptedReply dropped;
+        dropped.dropWithoutAnswer = true;
+        return dropped;
+    }
+    const auto held = [] {
+        ScriptedReply silence;
+        silence.neverAnswer = true;
+        return silence;
+    };
     if (request.target == "/list_projects_meta") {
+        ++listRequests_;
+        if (holdLists_) {
+            return held();
+        }
         std::string json = "[";
         for (const auto& [project, files] : projects_) {
             json +=
@@ -161,6 +175,9 @@ ScriptedReply ContentServer::Answer(const RecordedRequest& request) {
         if (changesFailing_) {
             return ScriptedReply::Status(503, "busy");
         }
+        if (holdPolls_) {
+            return held();
+        }
         const std::size_t at = request.target.find("since=");
         const std::uint64_t since =
             at == std::string::npos ? 0
@@ -198,6 +215,26 @@ void ContentServer::SetChangePause(std::uint64_t retryAfterMs) {
 void ContentServer::FailChangePolls(bool failing) {
     std::lock_guard lock(mutex_);
     changesFailing_ = failing;
+}
+
+void ContentServer::SetOffline(bool offline) {
+    std::lock_guard lock(mutex_);
+    offline_ = offline;
+}
+
+void ContentServer::HoldChangePolls(bool hold) {
+    std::lock_guard lock(mutex_);
+    holdPolls_ = hold;
+}
+
+void ContentServer::HoldProjectLists(bool hold) {
+    std::lock_guard lock(mutex_);
+    holdLists_ = hold;
+}
+
+int ContentServer::ProjectListRequests() const {
+    std::lock_guard lock(mutex_);
+    return listRequests_;
 }
 
 std::vector<std::chrono::steady_clock::time_point> ContentServer::ChangePolls() const {

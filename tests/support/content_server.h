@@ -44,6 +44,14 @@ public:
     void SetChangePause(std::uint64_t retryAfterMs);
     void FailChangePolls(bool failing);
     std::vector<std::chrono::steady_clock::time_point> ChangePolls() const;
+    // While offline, every connection is closed before a byte is sent, as a server that is
+    // down or not reachable yet looks to a client.
+    void SetOffline(bool offline);
+    // Leaves polls of the feed, or project-list requests, unanswered until the server stops:
+    // a long poll in progress, a list that hangs.
+    void HoldChangePolls(bool hold);
+    void HoldProjectLists(bool hold);
+    int ProjectListRequests() const;
     int DownloadRequests() const;
     int DownloadRequestsFor(const std::string& project, const std::string& path) const;
 
@@ -70,6 +78,10 @@ private:
     bool changeReset_ = false;
     std::uint64_t changeRetryAfterMs_ = 200;
     bool changesFailing_ = false;
+    bool offline_ = false;
+    bool holdPolls_ = false;
+    bool holdLists_ = false;
+    int listRequests_ = 0;
     std::vector<std::chrono::steady_clock::time_point> changePolls_;
     TestHttpServer server_;
 };

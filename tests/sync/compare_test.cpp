@@ -45,6 +45,7 @@ protected:
     }
     test::Sandbox sandbox_;
     TargetTree tree_;
+    std::wstring poolError_;  // a comparison pool's reason for stopping
 };
 
 TEST_F(CompareTest, sha256MatchesKnownDigests) {
@@ -168,7 +169,7 @@ TEST_F(CompareTest, poolSortsFilesIntoUpToDateAndToDownload) {
         std::lock_guard lock(reportsMutex);
         reports.push_back(message);
     });
-    ASSERT_TRUE(RunComparisonPool(items, tree_, state, nullptr, downloads, mutex));
+    ASSERT_TRUE(RunComparisonPool(items, tree_, state, nullptr, downloads, mutex, poolError_));
     InstallProgressSinks(nullptr, nullptr);
     EXPECT_EQ(state.filesUpToDate.load(), 1U);
     EXPECT_EQ(state.filesToDownload.load(), 2U);
@@ -192,7 +193,7 @@ TEST_F(CompareTest, oneFileProjectAlwaysReportsItsComparison) {
                          [&](const ProgressMessage& message) { reports.push_back(message); });
     std::vector<SyncWorkItem> downloads;
     std::mutex mutex;
-    ASSERT_TRUE(RunComparisonPool(items, tree_, state, nullptr, downloads, mutex));
+    ASSERT_TRUE(RunComparisonPool(items, tree_, state, nullptr, downloads, mutex, poolError_));
     InstallProgressSinks(nullptr, nullptr);
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_EQ(reports[0].done, 1U);
@@ -221,7 +222,7 @@ TEST_F(CompareTest, emptyListStartsNoThreadAndSucceeds) {
     state.ResetForProject(0);
     std::vector<SyncWorkItem> downloads;
     std::mutex mutex;
-    EXPECT_TRUE(RunComparisonPool({}, tree_, state, nullptr, downloads, mutex));
+    EXPECT_TRUE(RunComparisonPool({}, tree_, state, nullptr, downloads, mutex, poolError_));
     EXPECT_TRUE(downloads.empty());
 }
 
@@ -232,7 +233,7 @@ TEST_F(CompareTest, cancelledPoolStopsAndCountsNothing) {
     state.ResetForProject(1);
     std::vector<SyncWorkItem> downloads;
     std::mutex mutex;
-    EXPECT_FALSE(RunComparisonPool(items, tree_, state, &cancel, downloads, mutex));
+    EXPECT_FALSE(RunComparisonPool(items, tree_, state, &cancel, downloads, mutex, poolError_));
     EXPECT_EQ(state.filesCompared.load(), 0U);
 }
 

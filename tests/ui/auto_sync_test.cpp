@@ -240,15 +240,19 @@ private slots:
         const QString game = sandbox.MakeGameFolder();
         test::ContentServer server;
         server.AddFile("Cars", "a.txt", "a");
-        server.SetChangeRevision(5);
+        server.SetChangeRevision(20);
         const QByteArray url = UrlOf(server).toLower();
         sandbox.WriteSettings(
-            WindowSettings(game, {{"Club", &server}}, url + "|Cars", AutoSyncOn(),
-                           "[AutoSyncRevisions]\n1\\domain=" + url + "\n1\\revision=10\nsize=1\n"));
+            WindowSettings(game, {{"Club", &server}}, url + "|Cars", AutoSyncOn()));
         TavrinQtWindow window;
         QTRY_VERIFY_WITH_TIMEOUT(LogText(window).contains(kInitialRun), kRunMs);
         QTRY_VERIFY_WITH_TIMEOUT(!window.IsBusy(), kRunMs);
-        QTRY_VERIFY_WITH_TIMEOUT(server.ChangePolls().size() >= 3, kRunMs);
+        window.FlushPendingSettings(true);
+        QVERIFY2(sandbox.ReadSettings().contains("1\\revision=20\n"),
+                 sandbox.ReadSettings().constData());
+        server.SetChangeRevision(5);
+        const std::size_t polls = server.ChangePolls().size();
+        QTRY_VERIFY_WITH_TIMEOUT(server.ChangePolls().size() >= polls + 2, kRunMs);
         QVERIFY2(!LogText(window).contains(kChangeRun), qPrintable(LogText(window)));
         server.SetChangeRevision(5, true);
         QTRY_VERIFY_WITH_TIMEOUT(LogText(window).contains(kChangeRun), kRunMs);

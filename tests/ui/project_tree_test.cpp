@@ -174,6 +174,7 @@ private slots:
         QString boxText;
         AnswerNextMessageBox(&boxText);
         TavrinQtWindow window;
+        window.show();  // a player who sees the window is told in a box
         QTRY_VERIFY(!boxText.isEmpty());
         QVERIFY2(boxText.startsWith(QStringLiteral("Server Down: ")), qPrintable(boxText));
         QTRY_COMPARE(Placeholder(window), QStringLiteral("The project lists could not be loaded."));

@@ -15,6 +15,7 @@
 #include "app/startup.h"
 #include "i18n/translator.h"
 #include "ui/tavrin_qt_window.h"
+#include "ui/thread_reaper.h"
 #include "ui_sandbox.h"
 #include "write_counter.h"
 
@@ -189,8 +190,10 @@ private slots:
 
     void AutoSyncWithAnUnusableFolderIsSwitchedOffAndWrittenOnce() {
         test::UiSandbox sandbox;
+        // The folder is there but is no game folder: auto-sync cannot work with it.
+        QVERIFY(QDir().mkpath(sandbox.Root() + QStringLiteral("/not-the-game")));
         sandbox.WriteSettings("[General]\nauto_sync_enabled=true\ntarget_path=" +
-                              sandbox.Root().toUtf8() + "/missing\n");
+                              sandbox.Root().toUtf8() + "/not-the-game\n");
         auto window = std::make_unique<TavrinQtWindow>();
         test::WriteCounter writes(sandbox.SettingsFile());
         QVERIFY(!window->Settings().autoSyncEnabled);
@@ -270,21 +273,23 @@ private slots:
     }
 
     void RetiredThreadsEndInTheBackgroundAndShutdownJoinsThem() {
-        test::UiSandbox sandbox;
-        auto window = std::make_unique<TavrinQtWindow>();
+        ThreadReaper reaper;
         std::atomic<int> finished{0};
         const auto started = std::chrono::steady_clock::now();
         for (int i = 0; i < 3; ++i) {
-            window->RetireThread(std::thread([&finished] {
+            reaper.Retire(std::thread([&finished] {
                 std::this_thread::sleep_for(std::chrono::milliseconds(300));
                 finished.fetch_add(1);
             }));
         }
         QVERIFY(std::chrono::steady_clock::now() - started < std::chrono::milliseconds(250));
         QCOMPARE(finished.load(), 0);
-        window->RetireThread(std::thread());  // nothing to join: ignored
-        window->Shutdown();
+        reaper.Retire(std::thread());  // nothing to join: ignored
+        reaper.JoinAll();
         QCOMPARE(finished.load(), 3);
+        test::UiSandbox sandbox;
+        auto window = std::make_unique<TavrinQtWindow>();
+        window->Shutdown();
         QVERIFY(window->IsShuttingDown());
         window->Shutdown();  // runs once only
         window.reset();

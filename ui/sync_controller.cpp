@@ -1,0 +1,401 @@
+#include "ui/sync_controller.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QPointer>
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+#include "i18n/translator.h"
+#include "net/http_request.h"
+#include "sync/path_safety.h"
+#include "sync/thread_start.h"
+#include "ui/ui_text.h"
+
+namespace tavrin {
+
+namespace {
+
+constexpr int kFolderCheckMs = 2000;
+constexpr int kAnswerWaitMs = 20;
+constexpr int kPendingRetryMs = 30000;
+
+QString KeyOf(const QString& url) {
+    return url.trimmed().toLower();
+}
+
+// A password question handed from the worker to the window's thread and its answer.
+struct PendingAnswer {
+    std::mutex mutex;
+    std::condition_variable answered;
+    bool done = false;
+    bool ok = false;
+    QString password;
+};
+
+}  // namespace
+
+bool FolderIsAbsent(const QString& folder) {
+    return !folder.trimmed().isEmpty() && !QFileInfo::exists(folder.trimmed());
+}
+
+SyncController::SyncController(SettingsRecord& settings, QString clientId, QObject* parent)
+    : QObject(parent),
+      settings_(settings),
+      clientId_(std::move(clientId)),
+      watchers_(this, clientId_.toStdWString(), reaper_,
+                {[this](const QString& url, std::uint64_t revision, const QString& reason) {
+                     OnServerChanged(url, revision, reason);
+                 },
+                 [this](const QString& url) { OnFeedAnsweredAgain(url); },
+                 [this](const QString& line) { Log(line); }}),
+      loader_(this, clientId_.toStdWString(), reaper_,
+              [this](std::uint64_t load, const std::vector<ServerProjects>& answers) {
+                  OnListsLoaded(load, answers);
+              }) {
+    folderTimer_.setInterval(kFolderCheckMs);
+    pendingRetryTimer_.setSingleShot(true);
+    pendingRetryTimer_.setInterval(kPendingRetryMs);
+    connect(&pendingRetryTimer_, &QTimer::timeout, this,
+            [this] { RunPending(Text("reason.sync_follow_up_after_change")); });
+    connect(&folderTimer_, &QTimer::timeout, this, [this] { CheckGameFolder(); });
+}
+
+SyncController::~SyncController() {
+    Shutdown();
+}
+
+QStringList SyncController::AutoSyncSelection() const {
+    return !settings_.autoSyncProjects.isEmpty() ? settings_.autoSyncProjects
+                                                 : settings_.selectedProjects;
+}
+
+// ---- Runs ----------------------------------------------------------------------------------
+
+SyncRefusal SyncController::RequestSync(bool automatic, const QString& reason,
+                                        const QStringList& checkedKeys) {
+    if (shuttingDown_.load()) {
+        return SyncRefusal::shuttingDown;
+    }
+    if (busy_.load() || starting_.load()) {
+        if (automatic) {
+            followUpRequested_ = true;
+        }
+        return SyncRefusal::busy;
+    }
+    starting_.store(true);
+    const auto refuse = [this](SyncRefusal why) {
+        starting_.store(false);
+        return why;
+    };
+    std::vector<ServerEntry> servers = SelectedServers(settings_);
+    if (servers.empty()) {
+        return refuse(SyncRefusal::noServer);
+    }
+    const QString target = QDir::toNativeSeparators(settings_.targetPath.trimmed());
+    if (!IsUsableTargetFolder(target.toStdWString(), settings_.targetValidationEnabled)) {
+        if (automatic && FolderIsAbsent(target)) {
+            WaitForGameFolder(target);
+            return refuse(SyncRefusal::waitingForFolder);
+        }
+        if (automatic) {
+            Log(Text("log.auto_sync_skipped_no_target"));
+            SetAutoSyncActive(false);
+            RestartWatchers();
+        }
+        return refuse(SyncRefusal::noTarget);
+    }
+    if (!AnyListLoaded()) {
+        return refuse(SyncRefusal::noLists);
+    }
+    if (automatic) {
+        // A server whose list is not loaded is not reachable now: the run covers the others,
+        // and its changes stay pending until its list is back.
+        std::erase_if(servers,
+                      [this](const ServerEntry& server) { return !ListLoaded(server.url); });
+    }
+    const QStringList selection = automatic ? AutoSyncSelection() : checkedKeys;
+    if (selection.isEmpty()) {
+        if (automatic) {
+            Log(Text("log.auto_sync_skipped_no_projects"));
+        }
+        return refuse(SyncRefusal::noProjects);
+    }
+    if (questions_.forgetOutcomes) {
+        questions_.forgetOutcomes();  // a project cancelled once is not skipped for ever
+    }
+    if (!CheckSelectionPasswords(selection, automatic)) {
+        if (automatic) {
+            Log(Text("log.auto_sync_skipped_invalid_project_selection"));
+        }
+        return refuse(SyncRefusal::passwordCancelled);
+    }
+    if (shuttingDown_.load()) {
+        return refuse(SyncRefusal::shuttingDown);
+    }
+    std::vector<ServerWorkItem> items = BuildServerWorkItems(servers, selection);
+    if (items.empty()) {
+        if (automatic) {
+            Log(Text("log.auto_sync_skipped_no_projects"));
+        }
+        return refuse(SyncRefusal::nothingToSync);
+    }
+    return StartSync(automatic, reason, target, std::move(items));
+}
+
+const ProjectEntry* SyncController::FindProjectEntry(const QString& key) const {
+    const QString wanted = NormalizedProjectKey(key);
+    for (const auto& [url, state] : lists_) {
+        for (const ProjectEntry& entry : state.entries) {
+            if (ProjectKey(entry) == wanted) {
+                return &entry;
+            }
+        }
+    }
+    return nullptr;
+}
+
+bool SyncController::CheckSelectionPasswords(const QStringList& selection, bool automatic) {
+    for (const QString& key : selection) {
+        const ProjectEntry* entry = FindProjectEntry(key);
+        if (entry == nullptr || !entry->requiresPassword ||
+            !settings_.projectPasswords
+                 .value(PasswordKey(entry->serverUrl, QString::fromStdString(entry->projectName)))
+                 .isEmpty()) {
+            continue;
+        }
+        const ProjectEntry asked = *entry;  // the lists may be reloaded while the dialog is open
+        QString answer;
+        if (!questions_.ask || !questions_.ask(asked, false, answer)) {
+            if (automatic) {
+                Log(Text("log.project_password_prompt_cancelled")
+                        .arg(QString::fromStdString(asked.projectName)));
+            }
+            return false;
+        }
+        RememberProjectPassword(asked.serverUrl, QString::fromStdString(asked.projectName), answer);
+    }
+    return true;
+}
+
+void SyncController::RememberProjectPassword(const QString& serverUrl, const QString& project,
+                                             const QString& password) {
+    if (serverUrl.trimmed().isEmpty() || project.isEmpty()) {
+        return;
+    }
+    const QString key = PasswordKey(serverUrl, project);
+    if (password.isEmpty()) {
+        settings_.projectPasswords.remove(key);
+    } else {
+        settings_.projectPasswords.insert(key, password);
+    }
+    emit SettingsChanged();
+}
+
+SyncRefusal SyncController::StartSync(bool automatic, const QString& reason, const QString& target,
+                                      std::vector<ServerWorkItem> items) {
+    followUpRequested_ = false;
+    cancelRequested_.store(false);
+    pendingAtRunStart_ = automatic ? pending_ : std::map<QString, PendingChange>{};
+    if (automatic) {
+        initialRunDue_ = false;
+    }
+    std::vector<ServerJob> jobs;
+    for (ServerWorkItem& item : items) {
+        ServerJob job{std::move(item), {}, 0};
+        for (const std::string& project : job.item.projects) {
+            const QString password = settings_.projectPasswords.value(
+                PasswordKey(job.item.serverUrl, QString::fromStdString(project)));
+            if (!password.isEmpty()) {
+                job.passwords[project] = password.toStdWString();
+            }
+        }
+        const auto known = settings_.autoSyncRevisions.find(KeyOf(job.item.serverUrl));
+        if (known != settings_.autoSyncRevisions.end()) {
+            job.knownRevision = known->second;
+        }
+        jobs.push_back(std::move(job));
+    }
+    busy_.store(true);
+    starting_.store(false);
+    emit RunStarted(automatic);
+    if (!automatic) {
+        Log(Text("log.sync_started"));
+    } else if (reason.trimmed().isEmpty()) {
+        Log(Text("log.auto_sync_started"));
+    } else {
+        Log(Text("log.auto_sync_started_with_reason").arg(reason.trimmed()));
+    }
+
+    const QPointer<SyncController> self(this);
+    InstallProgressSinks(
+        [self](const std::wstring& line) {
+            QMetaObject::invokeMethod(
+                self.data(), [self, text = QString::fromStdWString(line)] { self->Log(text); },
+                Qt::QueuedConnection);
+        },
+        [self](const ProgressMessage& message) {
+            QMetaObject::invokeMethod(
+                self.data(), [self, message] { emit self->ProgressReported(message); },
+                Qt::QueuedConnection);
+        });
+    WorkerQuestions questions;
+    questions.ask = [self](const ProjectEntry& entry, bool retry, QString& password) {
+        return self != nullptr && self->AskFromWorker(entry, retry, password);
+    };
+    questions.remember = [self](const QString& url, const QString& project, const QString& text) {
+        QMetaObject::invokeMethod(
+            self.data(),
+            [self, url, project, text] { self->RememberProjectPassword(url, project, text); },
+            Qt::QueuedConnection);
+    };
+    std::wstring startError;
+    const bool started = StartThread(
+        worker_, startError,
+        [self, jobs = std::move(jobs), clientId = clientId_.toStdWString(),
+         folder = target.toStdWString(), automatic, cancel = &cancelRequested_, questions] {
+            const SyncOutcome outcome =
+                RunSyncJobs(jobs, clientId, folder, automatic, cancel, questions);
+            QMetaObject::invokeMethod(
+                self.data(), [self, outcome] { self->OnSyncFinished(outcome); },
+                Qt::QueuedConnection);
+        });
+    if (!started) {
+        busy_.store(false);
+        InstallProgressSinks(nullptr, nullptr);
+        emit RunFinished(false, automatic, QString::fromStdWString(startError));
+        return SyncRefusal::threadFailed;
+    }
+    return SyncRefusal::none;
+}
+
+// Called on the worker's thread: the question goes to the window's thread, and the worker
+// waits for the answer, or for a cancel (a quit with the prompt still open).
+bool SyncController::AskFromWorker(const ProjectEntry& entry, bool retry, QString& password) {
+    auto answer = std::make_shared<PendingAnswer>();
+    QMetaObject::invokeMethod(
+        this,
+        [this, answer, entry, retry] {
+            QString text;
+            const bool ok = !shuttingDown_.load() && !cancelRequested_.load() && questions_.ask &&
+                            questions_.ask(entry, retry, text);
+            const std::lock_guard lock(answer->mutex);
+            answer->done = true;
+            answer->ok = ok;
+            answer->password = text;
+            answer->answered.notify_all();
+        },
+        Qt::QueuedConnection);
+    std::unique_lock lock(answer->mutex);
+    while (!answer->done) {
+        if (cancelRequested_.load()) {
+            return false;
+        }
+        answer->answered.wait_for(lock, std::chrono::milliseconds(kAnswerWaitMs));
+    }
+    password = answer->password;
+    return answer->ok;
+}
+
+void SyncController::OnSyncFinished(const SyncOutcome& outcome) {
+    if (worker_.joinable()) {
+        worker_.join();
+    }
+    InstallProgressSinks(nullptr, nullptr);
+    busy_.store(false);
+    cancelRequested_.store(false);
+    if (shuttingDown_.load()) {
+        return;
+    }
+    if (outcome.automatic) {
+        RecordSyncedRevisions(outcome);
+        // The watchers go on from what was synced; whatever the old ones still had to say
+        // about revisions up to it is dropped with them.
+        RestartWatchers();
+    }
+    emit RunFinished(outcome.ok, outcome.automatic, outcome.message);
+    if (shuttingDown_.load()) {
+        return;
+    }
+    if (listsStaleAfterRun_) {
+        listsStaleAfterRun_ = false;
+        RefreshProjectLists(true, false);
+    }
+    // Changes reported during the run that it did not cover, and automatic requests that met
+    // the run, start the next one. A run that failed keeps its changes pending.
+    if (!settings_.autoSyncEnabled || IsBusy()) {
+        return;
+    }
+    if (outcome.ok || !outcome.automatic) {
+        RunPending(Text("reason.sync_follow_up_after_change"));
+    } else {
+        pendingRetryTimer_.start();  // not at once: the fault is likely still there
+    }
+}
+
+// Every change up to the revision read before a server was synced is in the game folder now;
+// a change reported after it stays pending.
+void SyncController::RecordSyncedRevisions(const SyncOutcome& outcome) {
+    bool changed = false;
+    for (const ServerOutcome& server : outcome.servers) {
+        if (!server.completed) {
+            continue;
+        }
+        const auto pending = pending_.find(server.url);
+        const auto atStart = pendingAtRunStart_.find(server.url);
+        const bool unchangedSinceStart = pending != pending_.end() &&
+                                         atStart != pendingAtRunStart_.end() &&
+                                         atStart->second.revision == pending->second.revision;
+        std::optional<quint64> recorded = server.revision;
+        if (!recorded && unchangedSinceStart) {
+            recorded = pending->second.revision;
+        }
+        if (recorded) {
+            settings_.autoSyncRevisions[server.url] = *recorded;
+            changed = true;
+        }
+        if (pending != pending_.end() &&
+            (unchangedSinceStart || (server.revision && pending->second.revision <= *recorded))) {
+            pending_.erase(pending);
+        }
+    }
+    if (changed) {
+        emit RevisionsChanged();
+    }
+}
+
+void SyncController::CancelSync() {
+    if (!busy_.load()) {
+        return;
+    }
+    cancelRequested_.store(true);
+    InterruptRequests(&cancelRequested_);
+    Log(Text("log.cancel_requested"));
+}
+
+// ---- Shutting down -------------------------------------------------------------------------
+
+void SyncController::Shutdown() {
+    if (shuttingDown_.exchange(true)) {
+        return;
+    }
+    cancelRequested_.store(true);
+    InterruptRequests(&cancelRequested_);
+    folderTimer_.stop();
+    pendingRetryTimer_.stop();
+    if (questions_.cancelOpen) {
+        questions_.cancelOpen();
+    }
+    watchers_.Stop(true);
+    loader_.CancelAll(true);
+    if (worker_.joinable()) {
+        worker_.join();  // it never waits on this thread: its questions give way to the cancel
+    }
+    InstallProgressSinks(nullptr, nullptr);
+    reaper_.JoinAll();
+}
+
+}  // namespace tavrin

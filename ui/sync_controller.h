@@ -1,0 +1,194 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "settings/settings_record.h"
+#include "sync/progress.h"
+#include "ui/change_watchers.h"
+#include "ui/project_entry.h"
+#include "ui/project_list_loader.h"
+#include "ui/sync_worker.h"
+#include "ui/thread_reaper.h"
+
+namespace tavrin {
+
+// A game folder that is not there at all (a drive not mounted, a folder moved away), as
+// opposed to one that is there and fails the game check.
+bool FolderIsAbsent(const QString& folder);
+
+// Why a sync request did not start a run.
+enum class SyncRefusal {
+    none,  // a run started
+    shuttingDown,
+    busy,              // a run is on; an automatic request becomes a follow-up
+    noServer,          // no server selected
+    noTarget,          // the game folder fails its check
+    waitingForFolder,  // the game folder does not exist (yet): automatic runs wait for it
+    noLists,           // no project list is loaded
+    noProjects,        // nothing selected
+    passwordCancelled,
+    nothingToSync,
+    threadFailed,  // the worker could not be started
+};
+
+// How the project list of one selected server stands.
+struct ServerListState {
+    enum class Stage { loading, loaded, failed };
+    ServerEntry server;
+    Stage stage = Stage::loading;
+    std::vector<ProjectEntry> entries;
+    QString error;
+    int failures = 0;
+    std::uint64_t load = 0;  // the load whose answer counts
+};
+
+// What a finished load of project lists means for the view.
+struct ListsOutcome {
+    bool requestedByPlayer = false;
+    bool retry = false;      // a retry of failed servers, not a refresh
+    bool anyLoaded = false;  // at least one selected server's list is loaded now
+    QStringList warnings;    // this load's failures
+};
+
+// The dialogs a run needs, supplied by the window (or by a test).
+struct PasswordQuestions {
+    // Asks on the window's thread, modally: true with the password.
+    std::function<bool(const ProjectEntry& entry, bool retry, QString& password)> ask;
+    // Forgets the outcomes of earlier prompts (at the start of every run).
+    std::function<void()> forgetOutcomes;
+    // Closes every open prompt as cancelled (shutting down).
+    std::function<void()> cancelOpen;
+};
+
+// The window's work without its widgets: it owns every thread the window has (the sync worker,
+// the project-list loads, one change watcher per server, the reaper), the cancel and
+// shutting-down flags, and every piece of pending work: changes reported but not yet synced,
+// lists that failed and are asked for again, a folder that is not there yet. The window calls
+// it and shows what it signals; faults of a player's day are recovered here.
+class SyncController final : public QObject {
+    Q_OBJECT
+public:
+    SyncController(SettingsRecord& settings, QString clientId, QObject* parent = nullptr);
+    ~SyncController() override;
+    SyncController(const SyncController&) = delete;
+    SyncController& operator=(const SyncController&) = delete;
+
+    void SetPasswordQuestions(PasswordQuestions questions) { questions_ = std::move(questions); }
+
+    // Project lists: loaded per selected server; a server that fails is asked again after 5,
+    // 10, 20, 40 s and then every 60 s, and at once when its change feed answers again.
+    void RefreshProjectLists(bool force, bool requestedByPlayer);
+    std::vector<ProjectEntry> ProjectEntries() const;
+    bool AnyListLoaded() const;
+    bool ListLoaded(const QString& serverUrl) const;
+    const ServerListState* ListState(const QString& serverUrl) const;
+    // The keys among `keys` whose server has no list on show: ticks that must survive it.
+    QStringList KeysOfServersWithoutList(const QStringList& keys) const;
+
+    // Runs. A manual run syncs `checkedKeys`; an automatic one the auto-sync selection.
+    SyncRefusal RequestSync(bool automatic, const QString& reason,
+                            const QStringList& checkedKeys = {});
+    void CancelSync();
+    bool IsBusy() const { return busy_.load() || starting_.load(); }
+    bool CancelRequested() const { return cancelRequested_.load(); }
+
+    // Auto-sync.
+    QStringList AutoSyncSelection() const;
+    // Restarts the watchers for the current settings; with `initialRun`, auto-sync has just
+    // come on (at start or in the settings) and owes one run.
+    void ApplyAutoSync(bool initialRun);
+    void SetAutoSyncActive(bool active);
+    // A change reported by a watcher (the window's tests call it too).
+    void OnServerChanged(const QString& serverUrl, quint64 revision, const QString& reason);
+    // Restarts the watchers when the servers or projects they follow have changed.
+    void RestartWatchers();
+    int RunningWatchers() const { return watchers_.Running(); }
+    bool WaitingForGameFolder() const { return waitingForFolder_; }
+    std::size_t PendingChanges() const { return pending_.size(); }
+
+    // Passwords remembered for a project (an empty one forgets it).
+    void RememberProjectPassword(const QString& serverUrl, const QString& project,
+                                 const QString& password);
+
+    // Ends every thread: open prompts are cancelled, polls and list loads cut short, the run
+    // cancelled and joined. Runs once.
+    void Shutdown();
+    bool IsShuttingDown() const { return shuttingDown_.load(); }
+
+signals:
+    void LogLine(const QString& text);
+    void ProgressReported(const tavrin::ProgressMessage& message);
+    void RunStarted(bool automatic);
+    void RunFinished(bool ok, bool automatic, const QString& message);
+    void ListsLoading();
+    void ListsCleared();  // no server selected
+    void ListsLoaded(const tavrin::ListsOutcome& outcome);
+    void AutoSyncStateChanged();
+    void SettingsChanged();   // a full save is due
+    void RevisionsChanged();  // a save of the revisions is due
+
+private:
+    struct PendingChange {
+        quint64 revision = 0;
+        QString reason;
+    };
+    void LoadLists(const std::vector<ServerEntry>& servers, bool requestedByPlayer, bool retry);
+    void OnListsLoaded(std::uint64_t load, const std::vector<ServerProjects>& answers);
+    void ScheduleListRetry(const QString& key);
+    void RetryList(const QString& key);
+    void OnFeedAnsweredAgain(const QString& serverUrl);
+    void RunPending(const QString& reason);
+    bool HasRunnablePending() const;
+    void WaitForGameFolder(const QString& folder);
+    void CheckGameFolder();
+    bool CheckSelectionPasswords(const QStringList& selection, bool automatic);
+    const ProjectEntry* FindProjectEntry(const QString& key) const;
+    SyncRefusal StartSync(bool automatic, const QString& reason, const QString& target,
+                          std::vector<ServerWorkItem> items);
+    bool AskFromWorker(const ProjectEntry& entry, bool retry, QString& password);
+    void OnSyncFinished(const SyncOutcome& outcome);
+    void RecordSyncedRevisions(const SyncOutcome& outcome);
+    void Log(const QString& line) { emit LogLine(line); }
+
+    SettingsRecord& settings_;
+    QString clientId_;
+    PasswordQuestions questions_;
+
+    std::atomic<bool> busy_{false};
+    std::atomic<bool> starting_{false};
+    std::atomic<bool> cancelRequested_{false};
+    std::atomic<bool> shuttingDown_{false};
+    bool followUpRequested_ = false;  // an automatic request met a run
+    bool initialRunDue_ = false;
+    bool listsStaleAfterRun_ = false;
+    bool waitingForFolder_ = false;
+    std::map<QString, PendingChange> pending_;  // by server URL in lower case
+    std::map<QString, PendingChange> pendingAtRunStart_;
+
+    QString listSignature_;
+    std::vector<QString> listOrder_;               // selected servers, lower-case URLs
+    std::map<QString, ServerListState> lists_;     // by lower-case URL
+    std::map<std::uint64_t, ListsOutcome> loads_;  // loads under way
+    std::uint64_t loadCounter_ = 0;
+    std::uint64_t listEpoch_ = 0;  // retries of an older refresh are dropped
+    QString watchSignature_;
+
+    QTimer folderTimer_;
+    QTimer pendingRetryTimer_;  // changes a failed automatic run left pending
+    ThreadReaper reaper_;
+    ChangeWatchers watchers_;
+    ProjectListLoader loader_;
+    std::thread worker_;
+};
+
+}  // namespace tavrin
