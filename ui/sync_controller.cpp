@@ -200,9 +200,6 @@ SyncRefusal SyncController::StartSync(bool automatic, const QString& reason, con
     followUpRequested_ = false;
     cancelRequested_.store(false);
     pendingAtRunStart_ = automatic ? pending_ : std::map<QString, PendingChange>{};
-    if (automatic) {
-        initialRunDue_ = false;
-    }
     std::vector<ServerJob> jobs;
     for (ServerWorkItem& item : items) {
         ServerJob job{std::move(item), {}, 0};
@@ -266,7 +263,13 @@ SyncRefusal SyncController::StartSync(bool automatic, const QString& reason, con
     if (!started) {
         busy_.store(false);
         InstallProgressSinks(nullptr, nullptr);
-        emit RunFinished(false, automatic, QString::fromStdWString(startError));
+        // Told after this request has returned, as the end of any run is.
+        QMetaObject::invokeMethod(
+            this,
+            [this, automatic, text = QString::fromStdWString(startError)] {
+                emit RunFinished(false, automatic, text);
+            },
+            Qt::QueuedConnection);
         return SyncRefusal::threadFailed;
     }
     return SyncRefusal::none;
@@ -394,6 +397,8 @@ void SyncController::Shutdown() {
     if (worker_.joinable()) {
         worker_.join();  // it never waits on this thread: its questions give way to the cancel
     }
+    busy_.store(false);
+    starting_.store(false);
     InstallProgressSinks(nullptr, nullptr);
     reaper_.JoinAll();
 }

@@ -147,6 +147,8 @@ private:
     void ScheduleListRetry(const QString& key);
     void RetryList(const QString& key);
     void OnFeedAnsweredAgain(const QString& serverUrl);
+    quint64 KnownRevision(const QString& key) const;
+    void OweInitialRun();
     void RunPending(const QString& reason);
     bool HasRunnablePending() const;
     void WaitForGameFolder(const QString& folder);
@@ -169,7 +171,6 @@ private:
     std::atomic<bool> cancelRequested_{false};
     std::atomic<bool> shuttingDown_{false};
     bool followUpRequested_ = false;  // an automatic request met a run
-    bool initialRunDue_ = false;
     bool listsStaleAfterRun_ = false;
     bool waitingForFolder_ = false;
     std::map<QString, PendingChange> pending_;  // by server URL in lower case

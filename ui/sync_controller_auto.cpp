@@ -115,7 +115,7 @@ void SyncController::OnListsLoaded(std::uint64_t load, const std::vector<ServerP
     }
     outcome.anyLoaded = AnyListLoaded();
     emit ListsLoaded(outcome);
-    RunPending(initialRunDue_ ? Text("reason.initial_sync") : QString());
+    RunPending(QString());
 }
 
 void SyncController::ScheduleListRetry(const QString& key) {
@@ -192,17 +192,38 @@ QStringList SyncController::KeysOfServersWithoutList(const QStringList& keys) co
 void SyncController::ApplyAutoSync(bool initialRun) {
     if (!settings_.autoSyncEnabled) {
         pending_.clear();
-        initialRunDue_ = false;
         waitingForFolder_ = false;
         folderTimer_.stop();
+    }
+    if (settings_.autoSyncEnabled && initialRun) {
+        OweInitialRun();
     }
     watchSignature_.clear();  // the selection may be the same, the revisions are not
     RestartWatchers();
     emit AutoSyncStateChanged();
-    if (settings_.autoSyncEnabled && initialRun) {
-        initialRunDue_ = true;
-        QTimer::singleShot(0, this, [this] { RunPending(Text("reason.initial_sync")); });
+    if (!pending_.empty()) {
+        QTimer::singleShot(0, this, [this] { RunPending(QString()); });
     }
+}
+
+// Auto-sync's first run is owed to every server it watches, as if each had reported a change:
+// a server that cannot be reached now gets it when its list is back.
+void SyncController::OweInitialRun() {
+    std::map<QString, PendingChange> owed;
+    for (const ServerWorkItem& item :
+         BuildServerWorkItems(SelectedServers(settings_), AutoSyncSelection())) {
+        const QString key = KeyOf(item.serverUrl);
+        const auto pending = pending_.find(key);
+        owed[key] = pending != pending_.end()
+                        ? pending->second
+                        : PendingChange{KnownRevision(key), Text("reason.initial_sync")};
+    }
+    pending_ = std::move(owed);  // servers no longer watched owe nothing
+}
+
+quint64 SyncController::KnownRevision(const QString& key) const {
+    const auto known = settings_.autoSyncRevisions.find(key);
+    return known != settings_.autoSyncRevisions.end() ? known->second : 0;
 }
 
 void SyncController::SetAutoSyncActive(bool active) {
@@ -225,12 +246,9 @@ void SyncController::RestartWatchers() {
              BuildServerWorkItems(SelectedServers(settings_), AutoSyncSelection())) {
             WatchedServer server{item.serverName, item.serverUrl, item.projects, 0};
             const QString key = KeyOf(item.serverUrl);
-            if (const auto pending = pending_.find(key); pending != pending_.end()) {
-                server.revision = pending->second.revision;
-            } else if (const auto known = settings_.autoSyncRevisions.find(key);
-                       known != settings_.autoSyncRevisions.end()) {
-                server.revision = known->second;
-            }
+            const auto pending = pending_.find(key);
+            server.revision =
+                pending != pending_.end() ? pending->second.revision : KnownRevision(key);
             signature += item.serverName + QLatin1Char('\n') + key + QLatin1Char('\n') +
                          QString::number(server.revision) + QLatin1Char('\n');
             for (const std::string& project : item.projects) {
@@ -260,13 +278,17 @@ void SyncController::OnServerChanged(const QString& serverUrl, quint64 revision,
     if (shuttingDown_.load() || !settings_.autoSyncEnabled) {
         return;
     }
-    const QString key = KeyOf(serverUrl);
-    pending_[key] = {revision, reason};
+    // A server that owes a run already keeps the reason it owes it for.
+    PendingChange& change = pending_[KeyOf(serverUrl)];
+    change.revision = revision;
+    if (change.reason.isEmpty()) {
+        change.reason = reason;
+    }
     if (IsBusy()) {
         Log(Text("log.auto_sync_change_queued"));
         return;
     }
-    RunPending(reason);
+    RunPending(change.reason);
 }
 
 bool SyncController::HasRunnablePending() const {
@@ -275,7 +297,7 @@ bool SyncController::HasRunnablePending() const {
         return std::any_of(selection.begin(), selection.end(),
                            [&url](const QString& key) { return ServerOfKey(key) == url; });
     };
-    if (initialRunDue_ || followUpRequested_) {
+    if (followUpRequested_) {
         return std::any_of(lists_.begin(), lists_.end(), [&](const auto& item) {
             return item.second.stage == ServerListState::Stage::loaded && watched(item.first);
         });
@@ -294,7 +316,7 @@ void SyncController::RunPending(const QString& reason) {
     if (IsBusy()) {
         return;  // the run's end looks again
     }
-    if (pending_.empty() && !initialRunDue_ && !followUpRequested_) {
+    if (pending_.empty() && !followUpRequested_) {
         return;
     }
     const QString target = QDir::toNativeSeparators(settings_.targetPath.trimmed());

@@ -10,6 +10,7 @@
 #include "i18n/utf8_conversion.h"
 #include "sync/progress.h"
 #include "sync/sha256.h"
+#include "tests/support/address_space_limit.h"
 #include "tests/support/file_time.h"
 #include "tests/support/sandbox.h"
 
@@ -235,6 +236,30 @@ TEST_F(CompareTest, cancelledPoolStopsAndCountsNothing) {
     std::mutex mutex;
     EXPECT_FALSE(RunComparisonPool(items, tree_, state, &cancel, downloads, mutex, poolError_));
     EXPECT_EQ(state.filesCompared.load(), 0U);
+}
+
+TEST_F(CompareTest, aThreadTheSystemRefusesFailsThePoolWithItsReason) {
+#ifndef TAVRIN_CAN_LIMIT_ADDRESS_SPACE
+    GTEST_SKIP() << test::kNoAddressSpaceLimit;
+#else
+    std::vector<SyncWorkItem> items{{"p", {"a", 3, 0, kAbcDigest}, Write("a", "abc")},
+                                    {"p", {"b", 3, 0, kAbcDigest}, Write("b", "abc")}};
+    ComparisonState state;
+    state.ResetForProject(items.size());
+    std::vector<SyncWorkItem> downloads;
+    std::mutex mutex;
+    bool ran = false;
+    {
+        test::AddressSpaceLimit limit;
+        ASSERT_TRUE(limit.Active());
+        ran = RunComparisonPool(items, tree_, state, nullptr, downloads, mutex, poolError_);
+    }
+    EXPECT_FALSE(ran);
+    const std::wstring prefix = FillPlaceholders(TrWide("error.thread_start_failed"), {L"", L""});
+    EXPECT_EQ(poolError_.rfind(prefix.substr(0, prefix.find(L':')), 0), 0U)
+        << WideToUtf8(poolError_);
+    EXPECT_TRUE(downloads.empty());
+#endif
 }
 
 }  // namespace

@@ -574,6 +574,42 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(sandbox.ReadSettings().contains("http_lock_enabled=true"), kRunMs);
     }
 
+    void ARemovedServerTakesItsPasswordsAndRevisionsAlong() {
+        test::UiSandbox sandbox;
+        test::ContentServer kept;
+        kept.AddFile("Cars", "a.txt", "a");
+        test::ContentServer gone;
+        gone.AddFile("Tracks", "t.txt", "t");
+        const QByteArray keptUrl = UrlOf(kept).toLower();
+        const QByteArray goneUrl = UrlOf(gone).toLower();
+        sandbox.WriteSettings(WindowSettings(
+            QString(), {{"Kept", &kept}, {"Gone", &gone}}, keptUrl + "|Cars," + goneUrl + "|Tracks",
+            {},
+            "[ProjectPasswords]\n1\\key=" + keptUrl + "|cars\n1\\password=k\n2\\key=" + goneUrl +
+                "|tracks\n2\\password=g\nsize=2\n[AutoSyncRevisions]\n1\\domain=" + keptUrl +
+                "\n1\\revision=4\n2\\domain=" + goneUrl + "\n2\\revision=9\nsize=2\n"));
+        ModalAnswerer answers;
+        answers.buttons = {QMessageBox::Yes};
+        TavrinQtWindow window;
+        QTRY_COMPARE_WITH_TIMEOUT(window.ProjectEntries().size(), std::size_t{2}, kRunMs);
+        WhenDialogOpens([&](SettingsDialog& dialog) {
+            Named<QListWidget>(dialog, "SettingsServerList")->setCurrentRow(1);
+            ButtonWithText(dialog, T("button.remove"))->click();
+            ButtonWithText(dialog, T("button.ok"))->click();
+        });
+        window.findChild<QAction*>(QStringLiteral("SettingsAction"))->trigger();
+        const SettingsRecord& settings = window.Settings();
+        QCOMPARE(settings.servers.size(), std::size_t{1});
+        QCOMPARE(settings.projectPasswords.keys(), QStringList{keptUrl + "|cars"});
+        QCOMPARE(settings.autoSyncRevisions.size(), std::size_t{1});
+        QCOMPARE(settings.autoSyncRevisions.count(QString::fromUtf8(keptUrl)), std::size_t{1});
+        QCOMPARE(settings.selectedProjects, QStringList{keptUrl + "|Cars"});
+        window.FlushPendingSettings(true);
+        const QByteArray saved = sandbox.ReadSettings();
+        QVERIFY2(!saved.contains(goneUrl), saved.constData());
+        QVERIFY2(saved.contains("1\\revision=4\n"), saved.constData());
+    }
+
     void AnAddressChangedInTheDialogTakesTicksAndPasswordsAlong() {
         test::UiSandbox sandbox;
         test::ContentServer server;
