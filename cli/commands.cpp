@@ -66,6 +66,12 @@ ServerSyncRequest BuildRequest(const CliOptions& options, const std::atomic<bool
     return request;
 }
 
+// The engine's log lines and progress, as this command shows them.
+ProgressSinks SinksOf(CliOutput& output) {
+    return {[&output](const std::wstring& line) { output.Log(line); },
+            [&output](const ProgressMessage& message) { output.Progress(message); }};
+}
+
 // One run with its output; the exit status.
 int SyncOnce(const CliOptions& options, std::atomic<bool>& cancel, CliOutput& output) {
     if (!options.noTargetCheck && !IsGameFolder(Utf8ToWide(options.target))) {
@@ -74,10 +80,13 @@ int SyncOnce(const CliOptions& options, std::atomic<bool>& cancel, CliOutput& ou
         PrintError(error);
         return kExitFailed;
     }
-    PostLog(FillPlaceholders(TrWide("log.syncing_server"), {Utf8ToWide(options.server)}), true);
+    ServerSyncRequest request = BuildRequest(options, cancel);
+    request.sinks = SinksOf(output);
+    request.sinks.Log(FillPlaceholders(TrWide("log.syncing_server"), {Utf8ToWide(options.server)}),
+                      true);
     SyncRunResult result;
     std::wstring error;
-    const bool ok = RunServerSync(BuildRequest(options, cancel), result, error);
+    const bool ok = RunServerSync(request, result, error);
     std::wstring message = error;
     if (ok) {
         message = FillPlaceholders(
@@ -93,11 +102,6 @@ int SyncOnce(const CliOptions& options, std::atomic<bool>& cancel, CliOutput& ou
         return cancel.load() ? kExitInterrupted : kExitFailed;
     }
     return kExitOk;
-}
-
-void InstallOutput(CliOutput& output) {
-    InstallProgressSinks([&output](const std::wstring& line) { output.Log(line); },
-                         [&output](const ProgressMessage& message) { output.Progress(message); });
 }
 
 bool Sleep(std::atomic<bool>& cancel, int milliseconds) {
@@ -124,15 +128,12 @@ int RunProjectsCommand(const CliOptions& options) {
 
 int RunSyncCommand(const CliOptions& options, std::atomic<bool>& cancel) {
     CliOutput output(options.json, !options.json && StderrIsTerminal());
-    InstallOutput(output);
-    const int status = SyncOnce(options, cancel, output);
-    InstallProgressSinks(nullptr, nullptr);
-    return status;
+    return SyncOnce(options, cancel, output);
 }
 
 int RunWatchCommand(const CliOptions& options, std::atomic<bool>& cancel) {
     CliOutput output(options.json, !options.json && StderrIsTerminal());
-    InstallOutput(output);
+    const ProgressSinks sinks = SinksOf(output);
     const std::filesystem::path settings = SettingsFilePath();
     const std::wstring clientId = ClientId(settings);
     const std::wstring server = Utf8ToWide(options.server);
@@ -144,9 +145,9 @@ int RunWatchCommand(const CliOptions& options, std::atomic<bool>& cancel) {
         identity ^
         static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()));
     std::uint64_t revision = ReadAutoSyncRevision(settings, canonical);
-    PostLog(FillPlaceholders(TrWide("log.auto_sync_started_with_reason"),
-                             {TrWide("reason.initial_sync")}),
-            true);
+    sinks.Log(FillPlaceholders(TrWide("log.auto_sync_started_with_reason"),
+                               {TrWide("reason.initial_sync")}),
+              true);
     int status = SyncOnce(options, cancel, output);
     int failures = 0;
     auto lastUnreachableLog = std::chrono::steady_clock::time_point{};
@@ -163,7 +164,7 @@ int RunWatchCommand(const CliOptions& options, std::atomic<bool>& cancel) {
             ++failures;
             const auto now = std::chrono::steady_clock::now();
             if (failures == 1 || now - lastUnreachableLog >= std::chrono::seconds(30)) {
-                PostLog(FillPlaceholders(TrWide("log.auto_sync_server_unreachable"), {error}));
+                sinks.Log(FillPlaceholders(TrWide("log.auto_sync_server_unreachable"), {error}));
                 lastUnreachableLog = now;
             }
             Sleep(cancel, FailurePauseMs(failures, random()));
@@ -176,7 +177,7 @@ int RunWatchCommand(const CliOptions& options, std::atomic<bool>& cancel) {
         }
         revision = result.revision;
         WriteAutoSyncRevision(settings, canonical, revision);
-        PostLog(
+        sinks.Log(
             FillPlaceholders(TrWide("log.auto_sync_started_with_reason"),
                              {FillPlaceholders(TrWide("reason.server_reports_changes"), {server})}),
             true);
@@ -184,7 +185,6 @@ int RunWatchCommand(const CliOptions& options, std::atomic<bool>& cancel) {
         Sleep(cancel, JitterAfterChangeMs(identity) + 750);
     }
     ReleaseChangeFeedConnection();
-    InstallProgressSinks(nullptr, nullptr);
     (void)status;
     return kExitInterrupted;
 }

@@ -42,7 +42,7 @@ void CompareLoop(const std::vector<SyncWorkItem>& items, TargetTree& tree, Compa
             break;
         }
         if (!warning.empty()) {
-            PostLog(warning);
+            state.sinks.Log(warning);
         }
         if (download) {
             mine.push_back(item);
@@ -151,7 +151,7 @@ void ReportCompareProgress(ComparisonState& state, const std::wstring& currentNa
     message.elapsedSeconds = std::chrono::duration<double>(now - state.phaseStart).count();
     message.currentFile = currentName;
     message.comparing = true;
-    PostProgress(message);
+    state.sinks.Report(message);
 }
 
 unsigned ComparisonThreadCount(std::size_t items) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "sync/progress.h"
 #include "sync/sync_work_item.h"
 
 namespace tavrin {
@@ -30,6 +31,7 @@ struct ComparisonState {
     std::atomic<std::uint64_t> filesCompared{0};
     std::atomic<bool> stop{false};
     std::uint64_t totalFiles = 0;
+    ProgressSinks sinks;  // the run's
 
     // Report throttle: at most one report per 125 ms or 24 files.
     std::mutex progressMutex;

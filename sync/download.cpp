@@ -97,7 +97,8 @@ std::wstring SizeMismatch(const FileListEntry& record, std::uint64_t actual) {
         {Utf8ToWide(record.relativePath), std::to_wstring(record.size), std::to_wstring(actual)});
 }
 
-void ReportDownloadProgress(DownloadStage& stage, std::uint32_t total, const SyncWorkItem& item) {
+void ReportDownloadProgress(DownloadStage& stage, const ProgressSinks& sinks, std::uint32_t total,
+                            const SyncWorkItem& item) {
     const auto now = std::chrono::steady_clock::now();
     const std::uint32_t completed = stage.completed.load();
     {
@@ -116,7 +117,7 @@ void ReportDownloadProgress(DownloadStage& stage, std::uint32_t total, const Syn
     message.bytesTotal = stage.totalBytes;
     message.elapsedSeconds = std::chrono::duration<double>(now - stage.start).count();
     message.currentFile = Utf8ToWide(item.record.relativePath);
-    PostProgress(message);
+    sinks.Report(message);
 }
 
 }  // namespace
@@ -395,7 +396,7 @@ void DownloadWorker(DownloadStage& stage, const std::vector<SyncWorkItem>& items
         stage.filesDone.fetch_add(1);
         stage.bytesDone.fetch_add(bytes);
         stage.completed.fetch_add(1);
-        ReportDownloadProgress(stage, total, items[index]);
+        ReportDownloadProgress(stage, context.sinks, total, items[index]);
         if (stage.stop.load()) {
             return;
         }
@@ -412,7 +413,7 @@ bool RunDownloadStage(const std::vector<SyncWorkItem>& items, const DownloadCont
     opening.total = static_cast<std::uint32_t>(items.size());
     opening.bytesTotal = stage.totalBytes;
     opening.currentFile = TrWide("common.none");
-    PostProgress(opening);
+    context.sinks.Report(opening);
     std::vector<std::thread> threads(workers);
     for (std::thread& thread : threads) {
         std::wstring startError;

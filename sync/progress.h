@@ -20,17 +20,20 @@ struct ProgressMessage {
     bool comparing = false;
 };
 
-// The receivers of the engine's log lines and progress reports: one pair for the process,
-// called on the engine's threads (the receiver hands them on to its own thread). A log line
-// that should stand out starts with U+001E and "!".
+// Where one run's log lines and progress reports go. They are called on the engine's threads
+// (the receiver hands them on to its own thread) and travel with the run's request, so runs
+// in one process never mix their reports. A log line that should stand out starts with U+001E
+// and "!". Either may be empty: its reports are dropped.
 using LogSink = std::function<void(const std::wstring& line)>;
 using ProgressSink = std::function<void(const ProgressMessage& message)>;
 
-// Replaces the pair; the previous ones are destroyed outside the lock.
-void InstallProgressSinks(LogSink log, ProgressSink progress);
+struct ProgressSinks {
+    LogSink log;
+    ProgressSink progress;
 
-void PostProgress(const ProgressMessage& message);
-void PostLog(std::wstring_view text, bool highlighted = false);
+    void Log(std::wstring_view text, bool highlighted = false) const;
+    void Report(const ProgressMessage& message) const;
+};
 
 // The prefix of a highlighted log line.
 inline constexpr std::wstring_view kHighlightPrefix = L"\x1E!";

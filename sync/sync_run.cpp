@@ -102,11 +102,13 @@ bool RunServerSync(const ServerSyncRequest& request, SyncRunResult& result,
     context.tree = &tree;
     context.passwords = &passwords;
     context.prompt = request.prompt;
+    context.sinks = request.sinks;
 
     ComparisonState comparison;
+    comparison.sinks = request.sinks;
     std::vector<SyncWorkItem> downloads;
     std::mutex downloadsMutex;
-    PostLog(TrWide("log.compare_local_files"));
+    request.sinks.Log(TrWide("log.compare_local_files"));
     ReportCompareProgress(comparison, TrWide("common.none"), true);
 
     for (const std::string& project : request.projects) {
@@ -133,7 +135,7 @@ bool RunServerSync(const ServerSyncRequest& request, SyncRunResult& result,
             return errorText.empty() ? FailCancelled(errorText) : false;
         }
         result.filesUpToDate += comparison.filesUpToDate.load();
-        PostLog(
+        request.sinks.Log(
             FillPlaceholders(TrWide("log.project_summary"),
                              {Utf8ToWide(project), std::to_wstring(comparison.filesUpToDate.load()),
                               std::to_wstring(comparison.filesToDownload.load())}));
@@ -142,12 +144,12 @@ bool RunServerSync(const ServerSyncRequest& request, SyncRunResult& result,
     // Two projects may list the same file: one worker gets it, the later project winning.
     CollapseSamePaths(downloads);
     if (downloads.empty()) {
-        PostLog(TrWide("log.compare_done"), true);
+        request.sinks.Log(TrWide("log.compare_done"), true);
         ReportCompareProgress(comparison, TrWide("log.compare_done"), true);
         return true;
     }
     const unsigned workers = DownloadWorkerCount(downloads, std::thread::hardware_concurrency());
-    PostLog(TrWide("log.start_download_workers"), true);
+    request.sinks.Log(TrWide("log.start_download_workers"), true);
     DownloadStage stage;
     if (!RunDownloadStage(downloads, context, workers, stage, errorText)) {
         result.filesDownloaded = stage.filesDone.load();

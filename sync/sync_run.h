@@ -19,6 +19,7 @@ struct ServerSyncRequest {
     std::wstring targetFolder;
     const std::atomic<bool>* cancelFlag = nullptr;
     PasswordPrompt prompt;  // may block the run's threads while the user answers
+    ProgressSinks sinks;    // the run's log lines and progress reports
     bool forceFullFileLists = false;
 };
 
@@ -33,7 +34,7 @@ struct SyncRunResult {
 // Brings the selected projects of one server into the target folder: every file list is
 // fetched and every path checked before anything is compared, all projects are compared,
 // then everything that differs is downloaded by one pool of workers. Nothing is ever deleted
-// but the run's own temporary files. Log lines and progress go to the installed sinks.
+// but the run's own temporary files. Log lines and progress go to the request's sinks.
 bool RunServerSync(const ServerSyncRequest& request, SyncRunResult& result,
                    std::wstring& errorText);
 

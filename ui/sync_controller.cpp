@@ -228,17 +228,19 @@ SyncRefusal SyncController::StartSync(bool automatic, const QString& reason, con
     }
 
     const QPointer<SyncController> self(this);
-    InstallProgressSinks(
-        [self](const std::wstring& line) {
-            QMetaObject::invokeMethod(
-                self.data(), [self, text = QString::fromStdWString(line)] { self->Log(text); },
-                Qt::QueuedConnection);
-        },
-        [self](const ProgressMessage& message) {
-            QMetaObject::invokeMethod(
-                self.data(), [self, message] { emit self->ProgressReported(message); },
-                Qt::QueuedConnection);
-        });
+    // The run's log lines and progress reach this thread queued; a controller gone by then
+    // drops them.
+    ProgressSinks sinks;
+    sinks.log = [self](const std::wstring& line) {
+        QMetaObject::invokeMethod(
+            self.data(), [self, text = QString::fromStdWString(line)] { self->Log(text); },
+            Qt::QueuedConnection);
+    };
+    sinks.progress = [self](const ProgressMessage& message) {
+        QMetaObject::invokeMethod(
+            self.data(), [self, message] { emit self->ProgressReported(message); },
+            Qt::QueuedConnection);
+    };
     WorkerQuestions questions;
     questions.ask = [self](const ProjectEntry& entry, bool retry, QString& password) {
         return self != nullptr && self->AskFromWorker(entry, retry, password);
@@ -253,16 +255,15 @@ SyncRefusal SyncController::StartSync(bool automatic, const QString& reason, con
     const bool started = StartThread(
         worker_, startError,
         [self, jobs = std::move(jobs), clientId = clientId_.toStdWString(),
-         folder = target.toStdWString(), automatic, cancel = &cancelRequested_, questions] {
+         folder = target.toStdWString(), automatic, cancel = &cancelRequested_, questions, sinks] {
             const SyncOutcome outcome =
-                RunSyncJobs(jobs, clientId, folder, automatic, cancel, questions);
+                RunSyncJobs(jobs, clientId, folder, automatic, cancel, questions, sinks);
             QMetaObject::invokeMethod(
                 self.data(), [self, outcome] { self->OnSyncFinished(outcome); },
                 Qt::QueuedConnection);
         });
     if (!started) {
         busy_.store(false);
-        InstallProgressSinks(nullptr, nullptr);
         // Told after this request has returned, as the end of any run is.
         QMetaObject::invokeMethod(
             this,
@@ -307,7 +308,6 @@ void SyncController::OnSyncFinished(const SyncOutcome& outcome) {
     if (worker_.joinable()) {
         worker_.join();
     }
-    InstallProgressSinks(nullptr, nullptr);
     busy_.store(false);
     cancelRequested_.store(false);
     if (shuttingDown_.load()) {
@@ -399,7 +399,6 @@ void SyncController::Shutdown() {
     }
     busy_.store(false);
     starting_.store(false);
-    InstallProgressSinks(nullptr, nullptr);
     reaper_.JoinAll();
 }
 

@@ -54,7 +54,7 @@ PasswordPrompt PromptFor(const ServerJob& job, const WorkerQuestions& questions)
 
 SyncOutcome RunSyncJobs(const std::vector<ServerJob>& jobs, const std::wstring& clientId,
                         const std::wstring& target, bool automatic, const std::atomic<bool>* cancel,
-                        const WorkerQuestions& questions) {
+                        const WorkerQuestions& questions, const ProgressSinks& sinks) {
     SyncOutcome outcome;
     outcome.automatic = automatic;
     bool ok = true;
@@ -67,7 +67,7 @@ SyncOutcome RunSyncJobs(const std::vector<ServerJob>& jobs, const std::wstring& 
             error = TrWide("error.sync_cancelled");
             break;
         }
-        PostLog(Text("log.syncing_server").arg(job.item.serverName).toStdWString());
+        sinks.Log(Text("log.syncing_server").arg(job.item.serverName).toStdWString());
         ServerOutcome server{job.item.serverUrl.trimmed().toLower(), false, std::nullopt};
         if (automatic) {
             server.revision = CurrentRevision(job, clientId, cancel);
@@ -80,6 +80,7 @@ SyncOutcome RunSyncJobs(const std::vector<ServerJob>& jobs, const std::wstring& 
         request.targetFolder = target;
         request.cancelFlag = cancel;
         request.prompt = PromptFor(job, questions);
+        request.sinks = sinks;
         SyncRunResult result;
         const bool synced = RunServerSync(request, result, error);
         server.completed = synced;

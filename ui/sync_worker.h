@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "net/file_list_fetch.h"
+#include "sync/progress.h"
 #include "ui/project_entry.h"
 
 namespace tavrin {
@@ -49,6 +50,6 @@ struct WorkerQuestions {
 // Automatic runs read each server's revision first, so the changes they cover are known.
 SyncOutcome RunSyncJobs(const std::vector<ServerJob>& jobs, const std::wstring& clientId,
                         const std::wstring& target, bool automatic, const std::atomic<bool>* cancel,
-                        const WorkerQuestions& questions);
+                        const WorkerQuestions& questions, const ProgressSinks& sinks);
 
 }  // namespace tavrin

@@ -166,12 +166,11 @@ TEST_F(CompareTest, poolSortsFilesIntoUpToDateAndToDownload) {
     std::mutex mutex;
     std::vector<ProgressMessage> reports;
     std::mutex reportsMutex;
-    InstallProgressSinks(nullptr, [&](const ProgressMessage& message) {
+    state.sinks.progress = [&](const ProgressMessage& message) {
         std::lock_guard lock(reportsMutex);
         reports.push_back(message);
-    });
+    };
     ASSERT_TRUE(RunComparisonPool(items, tree_, state, nullptr, downloads, mutex, poolError_));
-    InstallProgressSinks(nullptr, nullptr);
     EXPECT_EQ(state.filesUpToDate.load(), 1U);
     EXPECT_EQ(state.filesToDownload.load(), 2U);
     EXPECT_EQ(state.bytesToDownload.load(), 13U);
@@ -190,12 +189,10 @@ TEST_F(CompareTest, oneFileProjectAlwaysReportsItsComparison) {
     state.ResetForProject(1);
     ReportCompareProgress(state, L"start", true);  // the throttle has just reported
     std::vector<ProgressMessage> reports;
-    InstallProgressSinks(nullptr,
-                         [&](const ProgressMessage& message) { reports.push_back(message); });
+    state.sinks.progress = [&](const ProgressMessage& message) { reports.push_back(message); };
     std::vector<SyncWorkItem> downloads;
     std::mutex mutex;
     ASSERT_TRUE(RunComparisonPool(items, tree_, state, nullptr, downloads, mutex, poolError_));
-    InstallProgressSinks(nullptr, nullptr);
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_EQ(reports[0].done, 1U);
     EXPECT_EQ(reports[0].currentFile, L"same");
@@ -209,10 +206,8 @@ TEST(CompareProgressTest, projectionExtrapolatesFromWhatWasSeen) {
     state.bytesToDownload = 200;
     state.bytesCompared = 400;
     std::vector<ProgressMessage> reports;
-    InstallProgressSinks(nullptr,
-                         [&](const ProgressMessage& message) { reports.push_back(message); });
+    state.sinks.progress = [&](const ProgressMessage& message) { reports.push_back(message); };
     ReportCompareProgress(state, L"x", true);
-    InstallProgressSinks(nullptr, nullptr);
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_EQ(reports[0].expectedFiles, 2U + 3U);      // 2 + round(2/4 * 6)
     EXPECT_EQ(reports[0].expectedBytes, 200U + 300U);  // 200 + round(400/4 * 2/4 * 6)

@@ -30,14 +30,13 @@ protected:
     void SetUp() override {
         HttpTest::SetUp();
         std::filesystem::create_directories(sandbox_ / "game" / "content");
-        InstallProgressSinks(nullptr, [this](const ProgressMessage& message) {
+        sinks_.progress = [this](const ProgressMessage& message) {
             if (cancelWhen_ && cancelWhen_(message) && !armed_.exchange(true)) {
                 raiser_ = std::thread([this] { RaiseCancel(); });
             }
-        });
+        };
     }
     void TearDown() override {
-        InstallProgressSinks(nullptr, nullptr);
         if (raiser_.joinable()) {
             raiser_.join();
         }
@@ -54,6 +53,7 @@ protected:
 
     bool Run(const std::string& project) {
         ServerSyncRequest request;
+        request.sinks = sinks_;
         request.serverUrl = content_.Url();
         request.projects = {project};
         request.targetFolder = PathToWide(sandbox_ / "game");
@@ -86,6 +86,7 @@ protected:
     std::atomic<bool> cancel_{false};
     std::function<bool(const ProgressMessage&)> cancelWhen_;
     std::chrono::milliseconds cancelDelay_{0};
+    ProgressSinks sinks_;
     std::atomic<bool> armed_{false};
     std::thread raiser_;
     std::mutex mutex_;

@@ -116,6 +116,7 @@ protected:
 
     bool Sync(SyncRunResult& result, std::wstring& error) {
         ServerSyncRequest request;
+        request.sinks = sinks_;
         request.serverUrl = content_.Url();
         request.projects = {"p"};
         request.targetFolder = PathToWide(sandbox_ / "game");
@@ -150,6 +151,7 @@ protected:
     test::ScopedEnvironment data_;
     test::ContentServer content_;
     Snapshot before_;
+    ProgressSinks sinks_;  // what the runs report to
     std::uint64_t downloaded_ = 0;
 };
 
@@ -165,16 +167,15 @@ TEST_F(LinkRaceTest, filesOfARunGoToTheGameFolderItOpenedEvenWhenItIsMovedAway) 
     // The game folder is renamed once the run has opened it: the files follow the folder,
     // not the path, and nothing appears at the old path's new occupant.
     std::atomic<bool> moved{false};
-    InstallProgressSinks(nullptr, [&](const ProgressMessage& message) {
+    sinks_.progress = [&](const ProgressMessage& message) {
         if (!message.comparing && !moved.exchange(true)) {
             fs::rename(sandbox_ / "game", sandbox_ / "moved");
             fs::create_directory_symlink(sandbox_ / "outside", sandbox_ / "game");
         }
-    });
+    };
     SyncRunResult result;
     std::wstring error;
     const bool ok = Sync(result, error);
-    InstallProgressSinks(nullptr, nullptr);
     ASSERT_TRUE(moved);
     EXPECT_TRUE(ok) << WideToUtf8(error);
     EXPECT_EQ(result.filesDownloaded, 48U);

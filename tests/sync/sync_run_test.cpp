@@ -25,23 +25,19 @@ protected:
         HttpTest::SetUp();
         std::filesystem::create_directories(sandbox_ / "game" / "content");
         test::WriteFile(sandbox_ / "game" / "AssettoCorsa.exe", "MZ");
-        InstallProgressSinks(
-            [this](const std::wstring& line) {
-                std::lock_guard lock(mutex_);
-                log_.push_back(line);
-            },
-            [this](const ProgressMessage& message) {
-                std::lock_guard lock(mutex_);
-                progress_.push_back(message);
-            });
-    }
-    void TearDown() override {
-        InstallProgressSinks(nullptr, nullptr);
-        HttpTest::TearDown();
+        sinks_.log = [this](const std::wstring& line) {
+            std::lock_guard lock(mutex_);
+            log_.push_back(line);
+        };
+        sinks_.progress = [this](const ProgressMessage& message) {
+            std::lock_guard lock(mutex_);
+            progress_.push_back(message);
+        };
     }
 
     bool Run(std::vector<std::string> projects) {
         ServerSyncRequest request;
+        request.sinks = sinks_;
         request.serverUrl = content_.Url();
         request.clientId = L"tavrin-0123456789abcdef";
         request.projects = std::move(projects);
@@ -70,6 +66,7 @@ protected:
     std::atomic<bool> cancel_{false};
     SyncRunResult result_;
     std::wstring error_;
+    ProgressSinks sinks_;
     std::mutex mutex_;
     std::vector<std::wstring> log_;
     std::vector<ProgressMessage> progress_;
