@@ -20,28 +20,7 @@ mkdir -p "$TAVRIN_DATA_DIR"
 
 fail() { echo "FAIL: $*" >&2; exit 1; }
 
-# The program's mapped windows, as "id x y width height". (xwininfo's map state: xdotool's
-# own visibility filter stumbles over the toolkit's 1x1 helper window.)
-tavrin_windows() {
-    local id
-    for id in $(xdotool search --class tavrin 2>/dev/null); do
-        xwininfo -id "$id" 2>/dev/null | awk -v id="$id" '
-            /Absolute upper-left X/ { x = $NF } /Absolute upper-left Y/ { y = $NF }
-            /Width:/ { w = $NF } /Height:/ { h = $NF } /Map State:/ { m = $NF }
-            END { if (m == "IsViewable" && w > 8) print id, x, y, w, h }'
-    done
-}
-main_window_shown() { tavrin_windows | awk '$4 >= 500 { found = 1 } END { exit !found }'; }
-tray_icon_window() { tavrin_windows | awk '$4 < 64 && $5 < 64 { print $1; exit }'; }
-
-wait_for() {  # wait_for <seconds> <command...>
-    local limit=$(($1 * 10)); shift
-    for _ in $(seq "$limit"); do "$@" && return 0; sleep 0.1; done
-    return 1
-}
-exits_within() {  # exits_within <seconds> <pid>: true when the process has ended
-    wait_for "$1" bash -c "! kill -0 $2 2>/dev/null"
-}
+source "$(dirname "${BASH_SOURCE[0]}")/display_helpers.sh"
 
 start() {
     "$tavrin" "$@" >>"$work/tavrin.log" 2>&1 &
@@ -72,19 +51,7 @@ wait_for 10 main_window_shown || fail "the second start did not bring the first 
 kill -0 "$first" || fail "the first instance ended"
 echo "second start: exit code 0, first window shown"
 
-icon=$(tray_icon_window)
-before=$(tavrin_windows | awk '{ print $1 }')
-xdotool mousemove --window "$icon" 8 8 click 3
-# The menu is the window that the right click mapped; "Exit" is its last entry.
-menu=""
-for _ in $(seq 50); do
-    menu=$(tavrin_windows | grep -vwF "$before" | head -n 1 || true)
-    [ -n "$menu" ] && break
-    sleep 0.1
-done
-[ -n "$menu" ] || fail "a right click on the tray icon opened no menu"
-read -r _ mx my mw mh <<<"$menu"
-xdotool mousemove $((mx + 20)) $((my + mh - 12)) click 1
+choose_tray_exit || fail "a right click on the tray icon opened no menu"
 exits_within 10 "$first" || fail "Exit in the tray menu did not end the program"
 wait "$first" && code=0 || code=$?
 [ "$code" -eq 0 ] || fail "the program ended with $code after Exit"

@@ -28,11 +28,7 @@ fail() {
     exit 1
 }
 now_ms() { date +%s%3N; }
-wait_for() {  # wait_for <seconds> <command...>
-    local limit=$(($1 * 10)); shift
-    for _ in $(seq "$limit"); do "$@" && return 0; sleep 0.1; done
-    return 1
-}
+source "$(dirname "${BASH_SOURCE[0]}")/display_helpers.sh"
 file_is() { [ -f "$1" ] && [ "$(cat "$1")" = "$2" ]; }
 
 # The game folder, and the served root with two projects.
@@ -87,31 +83,9 @@ echo "change on disk $(($(now_ms) - changed)) ms after it was made on the server
 sleep 3
 
 # Exit from the tray menu, timed to the process's end.
-tavrin_windows() {
-    local id
-    for id in $(xdotool search --class tavrin 2>/dev/null); do
-        xwininfo -id "$id" 2>/dev/null | awk -v id="$id" '
-            /Absolute upper-left X/ { x = $NF } /Absolute upper-left Y/ { y = $NF }
-            /Width:/ { w = $NF } /Height:/ { h = $NF } /Map State:/ { m = $NF }
-            END { if (m == "IsViewable" && w > 8) print id, x, y, w, h }'
-    done
-}
-icon=$(tavrin_windows | awk '$4 < 64 && $5 < 64 { print $1; exit }')
-[ -n "$icon" ] || fail "no tray icon"
-before=$(tavrin_windows | awk '{ print $1 }')
-xdotool mousemove --window "$icon" 8 8 click 3
-menu=""
-for _ in $(seq 50); do
-    menu=$(tavrin_windows | grep -vwF "$before" | head -n 1 || true)
-    [ -n "$menu" ] && break
-    sleep 0.1
-done
-[ -n "$menu" ] || fail "a right click on the tray icon opened no menu"
-read -r _ mx my mw mh <<<"$menu"
-clicked=$(now_ms)
-xdotool mousemove $((mx + 20)) $((my + mh - 12)) click 1
-wait_for 10 bash -c "! kill -0 $tavrin_pid 2>/dev/null" || fail "Exit did not end the program"
-quit_ms=$(($(now_ms) - clicked))
+choose_tray_exit || fail "no tray icon, or a right click on it opened no menu"
+exits_within 10 "$tavrin_pid" || fail "Exit did not end the program"
+quit_ms=$(($(now_ms) - exit_clicked_ms))
 wait "$tavrin_pid" && code=0 || code=$?
 [ "$code" -eq 0 ] || fail "the program ended with $code"
 echo "tray Exit during a long poll: the process ended after $quit_ms ms"
