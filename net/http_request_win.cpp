@@ -65,6 +65,16 @@ bool FailWithCode(std::wstring& errorText, std::string_view key) {
     return false;
 }
 
+// A call that failed because another thread closed the handle on a cancel is a cancel, not a
+// fault of the server.
+bool FailOrCancelled(const HttpRequest& options, std::wstring& errorText, std::string_view key) {
+    if (Cancelled(options)) {
+        errorText = TrWide("error.sync_cancelled");
+        return false;
+    }
+    return FailWithCode(errorText, key);
+}
+
 // A header's text, trimmed; empty when the answer has none.
 std::wstring ReadHeader(HINTERNET request, DWORD query) {
     DWORD size = 0;
@@ -132,21 +142,17 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
         BuildRequestHeaders(session.clientId, options.extraHeaders, session.decompression);
     if (!WinHttpSendRequest(request.handle, headers.c_str(), static_cast<DWORD>(-1L),
                             WINHTTP_NO_REQUEST_DATA, 0, 0, 0)) {
-        return FailWithCode(errorText, "error.winhttp_send_request_failed");
+        return FailOrCancelled(options, errorText, "error.winhttp_send_request_failed");
     }
     if (!WinHttpReceiveResponse(request.handle, nullptr)) {
-        if (Cancelled(options)) {
-            errorText = TrWide("error.sync_cancelled");
-            return false;
-        }
-        return FailWithCode(errorText, "error.winhttp_receive_response_failed");
+        return FailOrCancelled(options, errorText, "error.winhttp_receive_response_failed");
     }
     DWORD status = 0;
     DWORD statusSize = sizeof status;
     if (!WinHttpQueryHeaders(request.handle, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
                              WINHTTP_HEADER_NAME_BY_INDEX, &status, &statusSize,
                              WINHTTP_NO_HEADER_INDEX)) {
-        return FailWithCode(errorText, "error.http_status_read_failed");
+        return FailOrCancelled(options, errorText, "error.http_status_read_failed");
     }
     result.status = status;
     if (options.outETag != nullptr) {
@@ -191,18 +197,14 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
         }
         DWORD available = 0;
         if (!WinHttpQueryDataAvailable(request.handle, &available)) {
-            if (Cancelled(options)) {
-                errorText = TrWide("error.sync_cancelled");
-                return false;
-            }
-            return FailWithCode(errorText, "error.winhttp_query_data_available_failed");
+            return FailOrCancelled(options, errorText, "error.winhttp_query_data_available_failed");
         }
         if (available == 0) {
             break;
         }
         DWORD read = 0;
         if (!WinHttpReadData(request.handle, buffer.data(), std::min(available, kChunk), &read)) {
-            return FailWithCode(errorText, "error.winhttp_read_data_failed");
+            return FailOrCancelled(options, errorText, "error.winhttp_read_data_failed");
         }
         if (read == 0) {
             break;
