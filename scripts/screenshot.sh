@@ -11,10 +11,13 @@
 #                                             (tavrin-server publishing examples/content) and
 #                                             a sample game folder; taken when the Windows
 #                                             Qt is built (scripts/build-qt-windows.sh)
+#   docs/screenshots/waiting-for-game-folder.png
+#                                             tavrin on Linux with auto-sync on and the game
+#                                             folder on a drive that is not mounted
 #   docs/screenshots/settings-*.png           the settings dialog on Linux, one picture per
 #                                             tab, opened from the menu bar of the first
 #                                             picture's window
-#   scripts/screenshot.sh [main|sync|settings|windows ...]
+#   scripts/screenshot.sh [main|sync|waiting|settings|windows ...]
 #                             (all by default; builds first; TAVRIN_SKIP_DEPS=1 skips the
 #                             package step)
 set -euo pipefail
@@ -118,6 +121,11 @@ if want main; then
 fi
 if want settings; then
     linux_picture docs/screenshots/settings-dialog settings
+fi
+if want waiting; then
+    write_settings "/media/player/Games/SteamLibrary/steamapps/common/assettocorsa" true
+    linux_picture docs/screenshots/waiting-for-game-folder.png
+    write_settings "$work/Assetto Corsa" true
 fi
 if ! want sync && ! want windows; then
     exit 0

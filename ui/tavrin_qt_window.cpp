@@ -13,6 +13,7 @@
 #include <QProgressBar>
 #include <QSettings>
 #include <QStatusBar>
+#include <QStyle>
 #include <QSystemTrayIcon>
 #include <QTextEdit>
 #include <QTimer>
@@ -408,6 +409,11 @@ void TavrinQtWindow::RefreshAutoSyncBadge() {
     const bool waiting = controller_ != nullptr && controller_->WaitingForGameFolder();
     autoSyncBadge_->setText(
         Text(waiting ? "badge.auto_sync_waiting_for_game_folder" : "badge.auto_sync_active"));
+    if (autoSyncBadge_->property("waiting").toBool() != waiting) {
+        autoSyncBadge_->setProperty("waiting", waiting);
+        autoSyncBadge_->style()->unpolish(autoSyncBadge_);  // the style sheet reads the property
+        autoSyncBadge_->style()->polish(autoSyncBadge_);
+    }
     autoSyncBadge_->setVisible(settings_.autoSyncEnabled);
 }
 

@@ -93,6 +93,11 @@ QString Badge(const TavrinQtWindow& window) {
     return window.findChild<QLabel*>(QStringLiteral("AutoSyncBadge"))->text();
 }
 
+// Whether the badge is drawn in its waiting colours.
+bool BadgeWaits(const TavrinQtWindow& window) {
+    return window.findChild<QLabel*>(QStringLiteral("AutoSyncBadge"))->property("waiting").toBool();
+}
+
 // Runs `act` once the project password dialog is up; gives up after 20 s.
 void WhenPasswordDialogOpens(std::function<void(QWidget&)> act) {
     auto* poll = new QTimer(QCoreApplication::instance());
@@ -270,6 +275,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(LogText(*window).contains(waiting), kRunMs);
         QVERIFY(window->Settings().autoSyncEnabled);
         QCOMPARE(Badge(*window), QStringLiteral("Auto-sync waiting for the game folder"));
+        QVERIFY(BadgeWaits(*window));
         QTest::qWait(1000);
         window->FlushPendingSettings(true);
         QCOMPARE(QSettings(sandbox.SettingsFile(), QSettings::IniFormat)
@@ -281,6 +287,7 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(FileAt(game + QStringLiteral("/a.txt")), QByteArray("first"),
                                   kRunMs);
         QCOMPARE(Badge(*window), QStringLiteral("Auto-sync on"));
+        QVERIFY(!BadgeWaits(*window));
         QTRY_VERIFY_WITH_TIMEOUT(!window->IsBusy(), kRunMs);
 
         // The drive is unplugged, a change comes, the drive is back.
