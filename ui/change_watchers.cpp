@@ -140,25 +140,24 @@ ChangeWatchers::ChangeWatchers(QObject* receiver, std::wstring clientId, ThreadR
       running_(std::make_shared<std::atomic<int>>(0)) {}
 
 ChangeWatchers::~ChangeWatchers() {
-    Stop(true);
+    Stop();
 }
 
 bool ChangeWatchers::Start(const std::vector<WatchedServer>& servers, QString& error) {
-    Stop(false);
+    Stop();
     current_ = std::make_shared<Generation>();
     bool allStarted = true;
     for (const WatchedServer& server : servers) {
-        std::thread thread;
+        TrackedThread thread;
         running_->fetch_add(1);
         std::wstring startError;
-        const bool started = StartThread(
-            thread, startError,
-            [receiver = QPointer<QObject>(receiver_), server, clientId = clientId_,
-             generation = current_, reports = reports_, running = running_] {
-                Watcher(receiver, server, clientId, generation, &generation->stopped, reports)
-                    .Run();
-                running->fetch_sub(1);
-            });
+        const bool started = thread.Start(startError, [receiver = QPointer<QObject>(receiver_),
+                                                       server, clientId = clientId_,
+                                                       generation = current_, reports = reports_,
+                                                       running = running_] {
+            Watcher(receiver, server, clientId, generation, &generation->stopped, reports).Run();
+            running->fetch_sub(1);
+        });
         if (!started) {
             running_->fetch_sub(1);
             error = QString::fromStdWString(startError);
@@ -170,18 +169,14 @@ bool ChangeWatchers::Start(const std::vector<WatchedServer>& servers, QString& e
     return allStarted;
 }
 
-void ChangeWatchers::Stop(bool join) {
+void ChangeWatchers::Stop() {
     if (current_ != nullptr) {
         current_->stopped.store(true);
         InterruptRequests(&current_->stopped);  // a long poll ends now, not in 8 s
         current_.reset();
     }
-    for (std::thread& thread : threads_) {
-        if (join) {
-            thread.join();
-        } else {
-            reaper_.Retire(std::move(thread));
-        }
+    for (TrackedThread& thread : threads_) {
+        reaper_.Retire(std::move(thread));
     }
     threads_.clear();
 }

@@ -10,9 +10,9 @@
 #include <thread>
 #include <vector>
 
-namespace tavrin {
+#include "ui/thread_reaper.h"
 
-class ThreadReaper;
+namespace tavrin {
 
 // One server a watcher follows.
 struct WatchedServer {
@@ -44,8 +44,8 @@ public:
     // Stops the current generation and starts one watcher per server. False with the reason
     // when the system could not start a thread (the others run).
     bool Start(const std::vector<WatchedServer>& servers, QString& error);
-    // Ends the current generation; with `join`, waits for its threads (shutting down).
-    void Stop(bool join);
+    // Ends the current generation; its threads go to the reaper.
+    void Stop();
     int Running() const { return running_->load(); }
 
 private:
@@ -55,7 +55,7 @@ private:
     ThreadReaper& reaper_;
     WatcherReports reports_;
     std::shared_ptr<Generation> current_;
-    std::vector<std::thread> threads_;
+    std::vector<TrackedThread> threads_;
     std::shared_ptr<std::atomic<int>> running_;
 };
 

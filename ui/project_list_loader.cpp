@@ -14,7 +14,7 @@ namespace tavrin {
 struct ProjectListLoader::Running {
     std::uint64_t load = 0;
     std::shared_ptr<std::atomic<bool>> cancel = std::make_shared<std::atomic<bool>>(false);
-    std::thread thread;
+    TrackedThread thread;
 };
 
 namespace {
@@ -50,36 +50,35 @@ ProjectListLoader::ProjectListLoader(QObject* receiver, std::wstring clientId, T
       done_(std::move(done)) {}
 
 ProjectListLoader::~ProjectListLoader() {
-    CancelAll(true);
+    CancelAll();
 }
 
 bool ProjectListLoader::Load(std::uint64_t load, std::vector<ServerEntry> servers, QString& error) {
     auto running = std::make_unique<Running>();
     running->load = load;
     std::wstring startError;
-    const bool started =
-        StartThread(running->thread, startError,
-                    [receiver = QPointer<QObject>(receiver_), servers = std::move(servers),
+    const bool started = running->thread.Start(
+        startError, [receiver = QPointer<QObject>(receiver_), servers = std::move(servers),
                      clientId = clientId_, cancel = running->cancel, done = done_, load] {
-                        std::vector<ServerProjects> answers;
-                        for (const ServerEntry& server : servers) {
-                            if (cancel->load()) {
-                                return;
-                            }
-                            answers.push_back(LoadOne(server, clientId, cancel.get()));
-                        }
-                        if (receiver == nullptr) {
-                            return;
-                        }
-                        QMetaObject::invokeMethod(
-                            receiver.data(),
-                            [cancel, done, load, answers] {
-                                if (!cancel->load()) {
-                                    done(load, answers);
-                                }
-                            },
-                            Qt::QueuedConnection);
-                    });
+            std::vector<ServerProjects> answers;
+            for (const ServerEntry& server : servers) {
+                if (cancel->load()) {
+                    return;
+                }
+                answers.push_back(LoadOne(server, clientId, cancel.get()));
+            }
+            if (cancel->load() || receiver == nullptr) {
+                return;  // nobody waits for these answers any more
+            }
+            QMetaObject::invokeMethod(
+                receiver.data(),
+                [cancel, done, load, answers] {
+                    if (!cancel->load()) {
+                        done(load, answers);
+                    }
+                },
+                Qt::QueuedConnection);
+        });
     if (!started) {
         error = QString::fromStdWString(startError);
         return false;
@@ -98,15 +97,11 @@ void ProjectListLoader::Finished(std::uint64_t load) {
     }
 }
 
-void ProjectListLoader::CancelAll(bool join) {
+void ProjectListLoader::CancelAll() {
     for (const std::unique_ptr<Running>& running : running_) {
         running->cancel->store(true);
         InterruptRequests(running->cancel.get());
-        if (join) {
-            running->thread.join();
-        } else {
-            reaper_.Retire(std::move(running->thread));
-        }
+        reaper_.Retire(std::move(running->thread));
     }
     running_.clear();
 }

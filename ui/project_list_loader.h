@@ -11,10 +11,9 @@
 
 #include "settings/settings_record.h"
 #include "ui/project_entry.h"
+#include "ui/thread_reaper.h"
 
 namespace tavrin {
-
-class ThreadReaper;
 
 // One server's answer to a project-list load.
 struct ServerProjects {
@@ -38,8 +37,8 @@ public:
     // Starts a load; `done` runs on the receiver's thread with its number, unless the load was
     // cancelled first. False with the reason when no thread could be started.
     bool Load(std::uint64_t load, std::vector<ServerEntry> servers, QString& error);
-    // Cancels every load under way; with `join`, waits for their threads (shutting down).
-    void CancelAll(bool join);
+    // Cancels every load under way; their threads go to the reaper.
+    void CancelAll();
     // A load's thread has ended; hands it to the reaper.
     void Finished(std::uint64_t load);
 

@@ -198,7 +198,7 @@ void SyncController::RememberProjectPassword(const QString& serverUrl, const QSt
 SyncRefusal SyncController::StartSync(bool automatic, const QString& reason, const QString& target,
                                       std::vector<ServerWorkItem> items) {
     followUpRequested_ = false;
-    cancelRequested_.store(false);
+    cancel_->store(false);
     pendingAtRunStart_ = automatic ? pending_ : std::map<QString, PendingChange>{};
     std::vector<ServerJob> jobs;
     for (ServerWorkItem& item : items) {
@@ -227,40 +227,54 @@ SyncRefusal SyncController::StartSync(bool automatic, const QString& reason, con
         Log(Text("log.auto_sync_started_with_reason").arg(reason.trimmed()));
     }
 
-    const QPointer<SyncController> self(this);
+    // One guard for every callback of the run: the worker may outlive this controller.
+    const auto self = std::make_shared<const QPointer<SyncController>>(this);
     // The run's log lines and progress reach this thread queued; a controller gone by then
     // drops them.
     ProgressSinks sinks;
     sinks.log = [self](const std::wstring& line) {
-        QMetaObject::invokeMethod(
-            self.data(), [self, text = QString::fromStdWString(line)] { self->Log(text); },
-            Qt::QueuedConnection);
+        if (SyncController* controller = self->data()) {
+            QMetaObject::invokeMethod(
+                controller,
+                [controller, text = QString::fromStdWString(line)] { controller->Log(text); },
+                Qt::QueuedConnection);
+        }
     };
     sinks.progress = [self](const ProgressMessage& message) {
-        QMetaObject::invokeMethod(
-            self.data(), [self, message] { emit self->ProgressReported(message); },
-            Qt::QueuedConnection);
+        if (SyncController* controller = self->data()) {
+            QMetaObject::invokeMethod(
+                controller, [controller, message] { emit controller->ProgressReported(message); },
+                Qt::QueuedConnection);
+        }
     };
     WorkerQuestions questions;
-    questions.ask = [self](const ProjectEntry& entry, bool retry, QString& password) {
-        return self != nullptr && self->AskFromWorker(entry, retry, password);
+    questions.ask = [self, cancel = cancel_](const ProjectEntry& entry, bool retry,
+                                             QString& password) {
+        SyncController* controller = self->data();
+        return controller != nullptr && controller->AskFromWorker(entry, retry, password, cancel);
     };
     questions.remember = [self](const QString& url, const QString& project, const QString& text) {
-        QMetaObject::invokeMethod(
-            self.data(),
-            [self, url, project, text] { self->RememberProjectPassword(url, project, text); },
-            Qt::QueuedConnection);
+        if (SyncController* controller = self->data()) {
+            QMetaObject::invokeMethod(
+                controller,
+                [controller, url, project, text] {
+                    controller->RememberProjectPassword(url, project, text);
+                },
+                Qt::QueuedConnection);
+        }
     };
     std::wstring startError;
-    const bool started = StartThread(
-        worker_, startError,
+    const bool started = worker_.Start(
+        startError,
         [self, jobs = std::move(jobs), clientId = clientId_.toStdWString(),
-         folder = target.toStdWString(), automatic, cancel = &cancelRequested_, questions, sinks] {
+         folder = target.toStdWString(), automatic, cancel = cancel_, questions, sinks] {
             const SyncOutcome outcome =
-                RunSyncJobs(jobs, clientId, folder, automatic, cancel, questions, sinks);
-            QMetaObject::invokeMethod(
-                self.data(), [self, outcome] { self->OnSyncFinished(outcome); },
-                Qt::QueuedConnection);
+                RunSyncJobs(jobs, clientId, folder, automatic, cancel.get(), questions, sinks);
+            if (SyncController* controller = self->data()) {
+                QMetaObject::invokeMethod(
+                    controller, [controller, outcome] { controller->OnSyncFinished(outcome); },
+                    Qt::QueuedConnection);
+            }
         });
     if (!started) {
         busy_.store(false);
@@ -278,13 +292,14 @@ SyncRefusal SyncController::StartSync(bool automatic, const QString& reason, con
 
 // Called on the worker's thread: the question goes to the window's thread, and the worker
 // waits for the answer, or for a cancel (a quit with the prompt still open).
-bool SyncController::AskFromWorker(const ProjectEntry& entry, bool retry, QString& password) {
+bool SyncController::AskFromWorker(const ProjectEntry& entry, bool retry, QString& password,
+                                   const std::shared_ptr<std::atomic<bool>>& cancel) {
     auto answer = std::make_shared<PendingAnswer>();
     QMetaObject::invokeMethod(
         this,
         [this, answer, entry, retry] {
             QString text;
-            const bool ok = !shuttingDown_.load() && !cancelRequested_.load() && questions_.ask &&
+            const bool ok = !shuttingDown_.load() && !cancel_->load() && questions_.ask &&
                             questions_.ask(entry, retry, text);
             const std::lock_guard lock(answer->mutex);
             answer->done = true;
@@ -295,7 +310,7 @@ bool SyncController::AskFromWorker(const ProjectEntry& entry, bool retry, QStrin
         Qt::QueuedConnection);
     std::unique_lock lock(answer->mutex);
     while (!answer->done) {
-        if (cancelRequested_.load()) {
+        if (cancel->load()) {
             return false;
         }
         answer->answered.wait_for(lock, std::chrono::milliseconds(kAnswerWaitMs));
@@ -305,11 +320,9 @@ bool SyncController::AskFromWorker(const ProjectEntry& entry, bool retry, QStrin
 }
 
 void SyncController::OnSyncFinished(const SyncOutcome& outcome) {
-    if (worker_.joinable()) {
-        worker_.join();
-    }
+    worker_.Join();  // it has posted this as its last act
     busy_.store(false);
-    cancelRequested_.store(false);
+    cancel_->store(false);
     if (shuttingDown_.load()) {
         return;
     }
@@ -374,8 +387,8 @@ void SyncController::CancelSync() {
     if (!busy_.load()) {
         return;
     }
-    cancelRequested_.store(true);
-    InterruptRequests(&cancelRequested_);
+    cancel_->store(true);
+    InterruptRequests(cancel_.get());
     Log(Text("log.cancel_requested"));
 }
 
@@ -385,21 +398,21 @@ void SyncController::Shutdown() {
     if (shuttingDown_.exchange(true)) {
         return;
     }
-    cancelRequested_.store(true);
-    InterruptRequests(&cancelRequested_);
+    cancel_->store(true);
+    InterruptRequests(cancel_.get());
     folderTimer_.stop();
     pendingRetryTimer_.stop();
     if (questions_.cancelOpen) {
         questions_.cancelOpen();
     }
-    watchers_.Stop(true);
-    loader_.CancelAll(true);
-    if (worker_.joinable()) {
-        worker_.join();  // it never waits on this thread: its questions give way to the cancel
-    }
+    watchers_.Stop();
+    loader_.CancelAll();
+    // The run never waits on this thread (its questions give way to the cancel); a run stuck
+    // in a wait nothing can cut short is left to end by itself.
+    reaper_.Retire(std::move(worker_));
     busy_.store(false);
     starting_.store(false);
-    reaper_.JoinAll();
+    reaper_.JoinAll(kShutdownGrace);
 }
 
 }  // namespace tavrin

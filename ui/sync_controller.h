@@ -100,7 +100,7 @@ public:
                             const QStringList& checkedKeys = {});
     void CancelSync();
     bool IsBusy() const { return busy_.load() || starting_.load(); }
-    bool CancelRequested() const { return cancelRequested_.load(); }
+    bool CancelRequested() const { return cancel_->load(); }
 
     // Auto-sync.
     QStringList AutoSyncSelection() const;
@@ -157,7 +157,8 @@ private:
     const ProjectEntry* FindProjectEntry(const QString& key) const;
     SyncRefusal StartSync(bool automatic, const QString& reason, const QString& target,
                           std::vector<ServerWorkItem> items);
-    bool AskFromWorker(const ProjectEntry& entry, bool retry, QString& password);
+    bool AskFromWorker(const ProjectEntry& entry, bool retry, QString& password,
+                       const std::shared_ptr<std::atomic<bool>>& cancel);
     void OnSyncFinished(const SyncOutcome& outcome);
     void RecordSyncedRevisions(const SyncOutcome& outcome);
     void Log(const QString& line) { emit LogLine(line); }
@@ -168,7 +169,8 @@ private:
 
     std::atomic<bool> busy_{false};
     std::atomic<bool> starting_{false};
-    std::atomic<bool> cancelRequested_{false};
+    // Shared with the run, which may outlive the controller when a quit leaves it behind.
+    std::shared_ptr<std::atomic<bool>> cancel_ = std::make_shared<std::atomic<bool>>(false);
     std::atomic<bool> shuttingDown_{false};
     bool followUpRequested_ = false;  // an automatic request met a run
     bool listsStaleAfterRun_ = false;
@@ -189,7 +191,7 @@ private:
     ThreadReaper reaper_;
     ChangeWatchers watchers_;
     ProjectListLoader loader_;
-    std::thread worker_;
+    TrackedThread worker_;
 };
 
 }  // namespace tavrin

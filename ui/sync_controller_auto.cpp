@@ -36,7 +36,7 @@ void SyncController::RefreshProjectLists(bool force, bool requestedByPlayer) {
     }
     const std::vector<ServerEntry> servers = SelectedServers(settings_);
     if (servers.empty()) {
-        loader_.CancelAll(false);
+        loader_.CancelAll();
         ++listEpoch_;
         lists_.clear();
         listOrder_.clear();
@@ -50,7 +50,7 @@ void SyncController::RefreshProjectLists(bool force, bool requestedByPlayer) {
         return;
     }
     listSignature_ = signature;
-    loader_.CancelAll(false);
+    loader_.CancelAll();
     loads_.clear();
     ++listEpoch_;
     lists_.clear();
@@ -263,7 +263,7 @@ void SyncController::RestartWatchers() {
         return;
     }
     watchSignature_ = signature;
-    watchers_.Stop(false);
+    watchers_.Stop();
     if (servers.empty()) {
         return;
     }

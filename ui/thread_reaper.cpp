@@ -1,63 +1,49 @@
 #include "ui/thread_reaper.h"
 
+#include <algorithm>
+
 namespace tavrin {
 
+namespace {
+
+constexpr std::chrono::milliseconds kPollStep{10};
+
+}  // namespace
+
 ThreadReaper::~ThreadReaper() {
-    JoinAll();
+    JoinAll(kShutdownGrace);
 }
 
-void ThreadReaper::Retire(std::thread thread) {
-    if (!thread.joinable()) {
-        return;
-    }
-    {
-        const std::lock_guard lock(mutex_);
+void ThreadReaper::Retire(TrackedThread thread) {
+    if (thread.Running()) {
         retired_.push_back(std::move(thread));
     }
-    if (running_.load()) {
-        return;
-    }
-    if (reaper_.joinable()) {
-        reaper_.join();  // it has finished: running_ is cleared as its last act
-    }
-    running_.store(true);
-    try {
-        reaper_ = std::thread([this] { JoinRetired(); });
-    } catch (const std::system_error&) {
-        // No thread to spare: the retired ones are joined at shutdown instead.
-        running_.store(false);
-    }
+    JoinFinished();
 }
 
-void ThreadReaper::JoinRetired() {
-    for (;;) {
-        std::vector<std::thread> batch;
-        {
-            const std::lock_guard lock(mutex_);
-            batch.swap(retired_);
-            if (batch.empty()) {
-                running_.store(false);
-                return;
-            }
+void ThreadReaper::JoinFinished() {
+    std::erase_if(retired_, [](TrackedThread& thread) {
+        if (!thread.Finished()) {
+            return false;
         }
-        for (std::thread& thread : batch) {
-            thread.join();
-        }
-    }
+        thread.Join();  // its work is done: this returns at once
+        return true;
+    });
 }
 
-void ThreadReaper::JoinAll() {
-    if (reaper_.joinable()) {
-        reaper_.join();
+std::size_t ThreadReaper::JoinAll(std::chrono::milliseconds grace) {
+    const auto deadline = std::chrono::steady_clock::now() + grace;
+    JoinFinished();
+    while (!retired_.empty() && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(kPollStep);
+        JoinFinished();
     }
-    std::vector<std::thread> remaining;
-    {
-        const std::lock_guard lock(mutex_);
-        remaining.swap(retired_);
+    const std::size_t left = retired_.size();
+    for (TrackedThread& thread : retired_) {
+        thread.Abandon();
     }
-    for (std::thread& thread : remaining) {
-        thread.join();
-    }
+    retired_.clear();
+    return left;
 }
 
 }  // namespace tavrin

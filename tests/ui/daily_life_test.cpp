@@ -24,6 +24,9 @@
 #include "ui/tavrin_qt_window.h"
 #include "ui_sandbox.h"
 #include "window_settings.h"
+#ifdef _WIN32
+#include "tests/support/wine.h"
+#endif
 
 namespace tavrin {
 
@@ -87,6 +90,16 @@ std::map<QString, quint64> StoredRevisions(const test::UiSandbox& sandbox) {
     }
     ini.endArray();
     return revisions;
+}
+
+// Wine's WinHttpCloseHandle does not end a synchronous receive that another thread waits in
+// (measured: a held long poll ran its full 10 s); Windows and libcurl end it at once.
+bool PendingReceivesCannotBeEnded() {
+#ifdef _WIN32
+    return test::RunningUnderWine();
+#else
+    return false;
+#endif
 }
 
 QString Badge(const TavrinQtWindow& window) {
@@ -376,7 +389,16 @@ private slots:
         const long long quitMs = TimedQuit(window, "during a download");
         QVERIFY2(quitMs < kQuitLimitMs, qPrintable(QString::number(quitMs)));
         QCOMPARE(FileAt(game + QStringLiteral("/a.txt")), QByteArray("<missing>"));
-        QCOMPARE(QDir(game).entryList({QStringLiteral("*.tavrin_tmp")}, QDir::Files).size(), 0);
+        const auto temporaries = [&game] {
+            return QDir(game).entryList({QStringLiteral("*.tavrin_tmp")}, QDir::Files).size();
+        };
+        if (PendingReceivesCannotBeEnded()) {
+            // The run was left in its wait; once the server lets go it removes its own file.
+            server.Http().Stop();
+            QTRY_COMPARE_WITH_TIMEOUT(temporaries(), 0, 10000);
+        } else {
+            QCOMPARE(temporaries(), 0);
+        }
     }
 
     void QuittingDuringAListLoadEndsWithinASecond() {
@@ -430,6 +452,12 @@ private slots:
         for (int i = 0; i < 6; ++i) {
             tracks->setChecked(!tracks->isChecked());
             QTest::qWait(400);  // each new watcher is in its held poll before the next click
+        }
+        if (PendingReceivesCannotBeEnded()) {
+            QSKIP(
+                "the old watchers' held polls cannot be ended under Wine: its "
+                "WinHttpCloseHandle leaves a synchronous receive waiting (their reports are "
+                "dropped all the same)");
         }
         const Clock::time_point clicked = Clock::now();
         QTRY_COMPARE_WITH_TIMEOUT(window.RunningAutoSyncWatchers(), 1, 1000);

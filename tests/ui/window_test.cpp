@@ -10,6 +10,7 @@
 #include <QToolBar>
 #include <QtTest>
 #include <chrono>
+#include <memory>
 #include <thread>
 
 #include "app/startup.h"
@@ -272,21 +273,40 @@ private slots:
         QVERIFY(window.isVisible());
     }
 
-    void RetiredThreadsEndInTheBackgroundAndShutdownJoinsThem() {
+    void RetiredThreadsAreJoinedOnceEndedAndAStuckOneIsLeftBehind() {
         ThreadReaper reaper;
-        std::atomic<int> finished{0};
+        auto finished = std::make_shared<std::atomic<int>>(0);
         const auto started = std::chrono::steady_clock::now();
         for (int i = 0; i < 3; ++i) {
-            reaper.Retire(std::thread([&finished] {
+            TrackedThread thread;
+            std::wstring error;
+            QVERIFY(thread.Start(error, [finished] {
                 std::this_thread::sleep_for(std::chrono::milliseconds(300));
-                finished.fetch_add(1);
+                finished->fetch_add(1);
             }));
+            reaper.Retire(std::move(thread));
         }
         QVERIFY(std::chrono::steady_clock::now() - started < std::chrono::milliseconds(250));
-        QCOMPARE(finished.load(), 0);
-        reaper.Retire(std::thread());  // nothing to join: ignored
-        reaper.JoinAll();
-        QCOMPARE(finished.load(), 3);
+        QCOMPARE(finished->load(), 0);
+        QCOMPARE(reaper.Held(), std::size_t{3});
+        reaper.Retire(TrackedThread());  // nothing to join: ignored
+        QCOMPARE(reaper.JoinAll(std::chrono::milliseconds(2000)), std::size_t{0});
+        QCOMPARE(finished->load(), 3);
+
+        // A thread stuck in a wait is waited for no longer than the grace, then left behind.
+        TrackedThread stuck;
+        std::wstring error;
+        QVERIFY(stuck.Start(error, [finished] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+            finished->fetch_add(1);
+        }));
+        reaper.Retire(std::move(stuck));
+        const auto quitting = std::chrono::steady_clock::now();
+        QCOMPARE(reaper.JoinAll(std::chrono::milliseconds(200)), std::size_t{1});
+        QVERIFY(std::chrono::steady_clock::now() - quitting < std::chrono::milliseconds(600));
+        QCOMPARE(finished->load(), 3);
+        QTRY_COMPARE_WITH_TIMEOUT(finished->load(), 4, 5000);  // it ended by itself
+
         test::UiSandbox sandbox;
         auto window = std::make_unique<TavrinQtWindow>();
         window->Shutdown();
