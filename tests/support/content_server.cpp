@@ -134,7 +134,9 @@ ScriptedReply ContentServer::Answer(const RecordedRequest& request) {
                 (json.size() > 1 ? ",{\"name\":\"" : "{\"name\":\"") + project +
                 "\",\"requires_password\":" + (passwords_.count(project) != 0 ? "true}" : "false}");
         }
-        return ScriptedReply::Status(200, json + "]");
+        ScriptedReply reply = ScriptedReply::Status(200, json + "]");
+        reply.delayBeforeAnswerMs = listDelayMs_;
+        return reply;
     }
     const std::string listPrefix = "/file_list/";
     const std::string downloadPrefix = "/download_file/";
@@ -230,6 +232,11 @@ void ContentServer::HoldChangePolls(bool hold) {
 void ContentServer::HoldProjectLists(bool hold) {
     std::lock_guard lock(mutex_);
     holdLists_ = hold;
+}
+
+void ContentServer::DelayProjectLists(int delayMs) {
+    std::lock_guard lock(mutex_);
+    listDelayMs_ = delayMs;
 }
 
 int ContentServer::ProjectListRequests() const {

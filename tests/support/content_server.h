@@ -51,6 +51,8 @@ public:
     // a long poll in progress, a list that hangs.
     void HoldChangePolls(bool hold);
     void HoldProjectLists(bool hold);
+    // Answers project-list requests only after this much silence (0: at once).
+    void DelayProjectLists(int delayMs);
     int ProjectListRequests() const;
     int DownloadRequests() const;
     int DownloadRequestsFor(const std::string& project, const std::string& path) const;
@@ -81,6 +83,7 @@ private:
     bool offline_ = false;
     bool holdPolls_ = false;
     bool holdLists_ = false;
+    int listDelayMs_ = 0;
     int listRequests_ = 0;
     std::vector<std::chrono::steady_clock::time_point> changePolls_;
     TestHttpServer server_;

@@ -24,9 +24,7 @@
 #include "ui/tavrin_qt_window.h"
 #include "ui_sandbox.h"
 #include "window_settings.h"
-#ifdef _WIN32
-#include "tests/support/wine.h"
-#endif
+#include "wine_limits.h"
 
 namespace tavrin {
 
@@ -90,16 +88,6 @@ std::map<QString, quint64> StoredRevisions(const test::UiSandbox& sandbox) {
     }
     ini.endArray();
     return revisions;
-}
-
-// Wine's WinHttpCloseHandle does not end a synchronous receive that another thread waits in
-// (measured: a held long poll ran its full 10 s); Windows and libcurl end it at once.
-bool PendingReceivesCannotBeEnded() {
-#ifdef _WIN32
-    return test::RunningUnderWine();
-#else
-    return false;
-#endif
 }
 
 QString Badge(const TavrinQtWindow& window) {
@@ -238,9 +226,20 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(FileAt(game + QStringLiteral("/late.txt")), QByteArray("late"),
                                   kRunMs);
         QTRY_VERIFY_WITH_TIMEOUT(!window->IsBusy(), kRunMs);
-        const QString log = LogText(*window);
+        QString log = LogText(*window);
         QVERIFY2(!log.contains(QStringLiteral("no projects")), qPrintable(log));
         QVERIFY2(log.count(kComplete) >= 2, qPrintable(log));
+
+        // F5 with no run: while the lists are on their way, another change is reported.
+        server.DelayProjectLists(1500);
+        window->findChild<QAction*>(QStringLiteral("RefreshAction"))->trigger();
+        server.AddFile("Cars", "during-f5.txt", "f5");
+        window->OnServerChanged(UrlOf(server), 8, QStringLiteral("server Club reports changes"));
+        QTRY_COMPARE_WITH_TIMEOUT(FileAt(game + QStringLiteral("/during-f5.txt")), QByteArray("f5"),
+                                  kRunMs);
+        QTRY_VERIFY_WITH_TIMEOUT(!window->IsBusy(), kRunMs);
+        log = LogText(*window);
+        QVERIFY2(!log.contains(QStringLiteral("no projects")), qPrintable(log));
     }
 
     // Ticking while a server is unreachable keeps that server's ticks.
@@ -392,7 +391,7 @@ private slots:
         const auto temporaries = [&game] {
             return QDir(game).entryList({QStringLiteral("*.tavrin_tmp")}, QDir::Files).size();
         };
-        if (PendingReceivesCannotBeEnded()) {
+        if (test::PendingReceivesCannotBeEnded()) {
             // The run was left in its wait; once the server lets go it removes its own file.
             server.Http().Stop();
             QTRY_COMPARE_WITH_TIMEOUT(temporaries(), 0, 10000);
@@ -453,7 +452,7 @@ private slots:
             tracks->setChecked(!tracks->isChecked());
             QTest::qWait(400);  // each new watcher is in its held poll before the next click
         }
-        if (PendingReceivesCannotBeEnded()) {
+        if (test::PendingReceivesCannotBeEnded()) {
             QSKIP(
                 "the old watchers' held polls cannot be ended under Wine: its "
                 "WinHttpCloseHandle leaves a synchronous receive waiting (their reports are "

@@ -11,9 +11,7 @@
 #include "ui/sync_controller.h"
 #include "ui_sandbox.h"
 #include "window_settings.h"
-#ifdef _WIN32
-#include "tests/support/wine.h"
-#endif
+#include "wine_limits.h"
 
 namespace tavrin {
 
@@ -35,16 +33,6 @@ SettingsRecord OneServer(test::ContentServer& server, const test::UiSandbox& san
     settings.selectedProjects = {url.toLower() + QStringLiteral("|Cars")};
     settings.targetPath = sandbox.MakeGameFolder();
     return settings;
-}
-
-// Wine's WinHttpCloseHandle does not end a synchronous receive that another thread waits in
-// (measured: a held long poll ran its full 10 s); Windows and libcurl end it at once.
-bool PendingReceivesCannotBeEnded() {
-#ifdef _WIN32
-    return test::RunningUnderWine();
-#else
-    return false;
-#endif
 }
 
 }  // namespace
@@ -144,7 +132,7 @@ private slots:
         qInfo("stopped with a list load and a long poll held: %lld ms",
               static_cast<long long>(stopMs));
         QVERIFY2(stopMs < 1000, qPrintable(QString::number(stopMs)));
-        if (PendingReceivesCannotBeEnded()) {
+        if (test::PendingReceivesCannotBeEnded()) {
             // The stuck watcher was left to end by itself; it reports nothing.
             qInfo("watchers still in their poll after the stop: %d", controller.RunningWatchers());
         } else {
