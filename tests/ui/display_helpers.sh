@@ -1,5 +1,17 @@
 # Shared by the end-to-end scripts that drive the real program on an X display with a tray
-# host: finding its windows and choosing Exit in its tray menu. Sourced, not run.
+# host: a sandbox for its folders, finding its windows and choosing Exit in its tray menu.
+# Sourced, not run.
+
+# A fresh folder `work` for the program's data, home and settings; every process listed in
+# `pids` is killed and the folder removed when the script ends.
+start_in_sandbox() {
+    work=$(mktemp -d)
+    pids=()
+    trap 'for pid in "${pids[@]}"; do kill -9 "$pid" 2>/dev/null || true; done; rm -rf "$work"' EXIT
+    export TAVRIN_DATA_DIR=$work/data HOME=$work XDG_CONFIG_HOME=$work/config \
+        XDG_DATA_HOME=$work/share
+    mkdir -p "$TAVRIN_DATA_DIR"
+}
 
 # The program's mapped windows, as "id x y width height". (xwininfo's map state: xdotool's
 # own visibility filter stumbles over the toolkit's 1x1 helper window.)

@@ -8,19 +8,10 @@ set -euo pipefail
 tavrin=$1
 mode=$2
 
-work=$(mktemp -d)
-pids=()
-cleanup() {
-    for pid in "${pids[@]}"; do kill -9 "$pid" 2>/dev/null || true; done
-    rm -rf "$work"
-}
-trap cleanup EXIT
-export TAVRIN_DATA_DIR=$work/data HOME=$work XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/share
-mkdir -p "$TAVRIN_DATA_DIR"
+source "$(dirname "${BASH_SOURCE[0]}")/display_helpers.sh"
+start_in_sandbox  # $work, $pids, and the program's folders under $work
 
 fail() { echo "FAIL: $*" >&2; exit 1; }
-
-source "$(dirname "${BASH_SOURCE[0]}")/display_helpers.sh"
 
 start() {
     "$tavrin" "$@" >>"$work/tavrin.log" 2>&1 &

@@ -10,15 +10,8 @@ set -euo pipefail
 tavrin=$1
 server_program=$2
 
-work=$(mktemp -d)
-pids=()
-cleanup() {
-    for pid in "${pids[@]}"; do kill -9 "$pid" 2>/dev/null || true; done
-    rm -rf "$work"
-}
-trap cleanup EXIT
-export TAVRIN_DATA_DIR=$work/data HOME=$work XDG_CONFIG_HOME=$work/config XDG_DATA_HOME=$work/share
-mkdir -p "$TAVRIN_DATA_DIR"
+source "$(dirname "${BASH_SOURCE[0]}")/display_helpers.sh"
+start_in_sandbox  # $work, $pids, and the program's folders under $work
 
 fail() {
     echo "FAIL: $*" >&2
@@ -29,7 +22,6 @@ fail() {
     exit 1
 }
 now_ms() { date +%s%3N; }
-source "$(dirname "${BASH_SOURCE[0]}")/display_helpers.sh"
 file_is() { [ -f "$1" ] && [ "$(cat "$1")" = "$2" ]; }
 
 # The game folder, and the served root with two projects.
