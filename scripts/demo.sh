@@ -80,7 +80,7 @@ domain_0_name=Demo server
 domain_0_url=$url
 INI
     echo "== starting the window on the demo's server and game folder (close it from its tray icon)"
-    TAVRIN_DATA_DIR="$demo/data" "$root/build/linux/ui/tavrin" || true
+    TAVRIN_DATA_DIR="$demo/data" "$root/build/linux/startup/tavrin" || true
 else
-    echo "(no display: start build/linux/ui/tavrin with TAVRIN_DATA_DIR=$demo/data to see the window)"
+    echo "(no display: start build/linux/startup/tavrin with TAVRIN_DATA_DIR=$demo/data to see the window)"
 fi

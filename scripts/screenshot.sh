@@ -69,12 +69,12 @@ INI
 }
 write_settings "$work/Assetto Corsa" true
 
-# Takes a picture of build/linux/ui/tavrin once its project lists are in; with "sync" as the
+# Takes a picture of build/linux/startup/tavrin once its project lists are in; with "sync" as the
 # second argument it first presses Ctrl+Return and lets the run go for a few seconds.
 linux_picture() {
     TAVRIN_DATA_DIR="$work/data" HOME="$work" XDG_CONFIG_HOME="$work/config" \
         tests/ui/with_tray_host.sh bash -c '
-            build/linux/ui/tavrin &
+            build/linux/startup/tavrin &
             pid=$!
             for _ in $(seq 100); do
                 for id in $(xdotool search --onlyvisible --name "^Tavrin\$" 2>/dev/null); do
@@ -182,7 +182,7 @@ output=docs/screenshots/windows-main-window.png
 export WINEPREFIX="$root/build/windows-cross/wineprefix-screenshot"
 TAVRIN_DATA_DIR=$(windows_path "$work/data") tests/ui/with_tray_host.sh bash -c '
     cmake/wine-prefix.sh fresh
-    cmake/wine-run.sh build/windows-cross/ui/Tavrin.exe >/dev/null 2>&1 &
+    cmake/wine-run.sh build/windows-cross/startup/Tavrin.exe >/dev/null 2>&1 &
     for _ in $(seq 300); do
         for id in $(xdotool search --name "^Tavrin\$" 2>/dev/null); do
             xwininfo -id "$id" 2>/dev/null | grep -q "Map State: IsViewable" || continue

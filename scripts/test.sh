@@ -152,13 +152,13 @@ run_windows_gui_suite() {
     fi
     if [ ! -f build/windows-cross/CMakeCache.txt ] ||
         ! grep -q "^Qt6_DIR:.*mingw-static" build/windows-cross/CMakeCache.txt ||
-        [ ! -f build/windows-cross/ui/Tavrin.exe ]; then
+        [ ! -f build/windows-cross/startup/Tavrin.exe ]; then
         if ! build_preset windows-cross; then
             record windows-gui /nonexistent 1
             return
         fi
     fi
-    if [ ! -f build/windows-cross/ui/Tavrin.exe ]; then
+    if [ ! -f build/windows-cross/startup/Tavrin.exe ]; then
         echo "windows-gui: the Windows build has no Tavrin.exe (see the configure log)"
         record windows-gui /nonexistent 1
         return

@@ -15,7 +15,7 @@
 #include "sync/auto_sync_rules.h"
 #include "sync/thread_start.h"
 #include "ui/thread_reaper.h"
-#include "ui/ui_text.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 

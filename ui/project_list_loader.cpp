@@ -7,7 +7,7 @@
 #include "net/project_list.h"
 #include "sync/thread_start.h"
 #include "ui/thread_reaper.h"
-#include "ui/ui_text.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 

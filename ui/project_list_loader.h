@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "settings/settings_record.h"
-#include "ui/project_entry.h"
+#include "settings/project_entry.h"
 #include "ui/thread_reaper.h"
 
 namespace tavrin {

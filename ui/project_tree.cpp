@@ -8,7 +8,7 @@
 
 #include "i18n/translator.h"
 #include "ui/tavrin_qt_window.h"
-#include "ui/ui_text.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 

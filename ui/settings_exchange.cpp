@@ -5,12 +5,12 @@
 #include <QSet>
 #include <algorithm>
 
-#include "app/autostart.h"
+#include "desktop/autostart.h"
 #include "net/server_endpoint.h"
-#include "settings/settings_dialog.h"
+#include "settings_dialog/settings_dialog.h"
 #include "ui/sync_controller.h"
 #include "ui/tavrin_qt_window.h"
-#include "ui/ui_text.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 

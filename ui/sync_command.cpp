@@ -5,7 +5,7 @@
 #include "i18n/translator.h"
 #include "sync/remaining_time.h"
 #include "ui/tavrin_qt_window.h"
-#include "ui/ui_text.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 

@@ -13,7 +13,7 @@
 #include "net/http_request.h"
 #include "sync/path_safety.h"
 #include "sync/thread_start.h"
-#include "ui/ui_text.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 

@@ -15,7 +15,7 @@
 #include "settings/settings_record.h"
 #include "sync/progress.h"
 #include "ui/change_watchers.h"
-#include "ui/project_entry.h"
+#include "settings/project_entry.h"
 #include "ui/project_list_loader.h"
 #include "ui/sync_worker.h"
 #include "ui/thread_reaper.h"

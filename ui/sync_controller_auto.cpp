@@ -6,7 +6,7 @@
 
 #include "sync/path_safety.h"
 #include "ui/sync_controller.h"
-#include "ui/ui_text.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 

@@ -7,7 +7,7 @@
 #include "sync/progress.h"
 #include "sync/progress_format.h"
 #include "sync/sync_run.h"
-#include "ui/ui_text.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 

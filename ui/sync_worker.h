@@ -10,7 +10,7 @@
 
 #include "net/file_list_fetch.h"
 #include "sync/progress.h"
-#include "ui/project_entry.h"
+#include "settings/project_entry.h"
 
 namespace tavrin {
 

@@ -1,5 +1,5 @@
 #include "ui/tavrin_qt_window.h"
-#include "ui/ui_text.h"
+#include "widgets/ui_text.h"
 
 #include <QAction>
 #include <QApplication>
@@ -23,7 +23,7 @@
 #include <system_error>
 
 #include "app/app_paths.h"
-#include "app/autostart.h"
+#include "desktop/autostart.h"
 #include "app/client_id.h"
 #include "discovery/steam_discovery.h"
 #include "i18n/legal_texts.h"
@@ -32,8 +32,8 @@
 #include "net/server_endpoint.h"
 #include "settings/settings_store.h"
 #include "sync/path_safety.h"
-#include "ui/command_icons.h"
-#include "ui/theme.h"
+#include "widgets/command_icons.h"
+#include "widgets/theme.h"
 
 namespace tavrin {
 

@@ -12,7 +12,7 @@
 #include "settings/settings_record.h"
 #include "sync/progress.h"
 #include "sync/remaining_time.h"
-#include "ui/project_entry.h"
+#include "settings/project_entry.h"
 #include "ui/sync_controller.h"
 
 class QAction;

@@ -8,10 +8,10 @@
 #include <QTimer>
 
 #include "app/native_window.h"
-#include "app/single_instance.h"
+#include "desktop/single_instance.h"
 #include "i18n/translator.h"
 #include "ui/tavrin_qt_window.h"
-#include "ui/ui_text.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 

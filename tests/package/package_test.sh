@@ -244,7 +244,7 @@ else
             i18n/fr.json i18n/hu.json i18n/nl.json; do
             [ -f "$top/$file" ] || { echo "missing $file"; return 1; }
         done
-        if [ -f "$windows/ui/Tavrin.exe" ] && [ ! -f "$top/Tavrin.exe" ]; then
+        if [ -f "$windows/startup/Tavrin.exe" ] && [ ! -f "$top/Tavrin.exe" ]; then
             echo "the build has Tavrin.exe, the zip does not"
             return 1
         fi

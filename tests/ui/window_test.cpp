@@ -13,7 +13,7 @@
 #include <memory>
 #include <thread>
 
-#include "app/startup.h"
+#include "startup/startup.h"
 #include "i18n/translator.h"
 #include "ui/tavrin_qt_window.h"
 #include "ui/thread_reaper.h"

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "app/native_window.h"
-#include "app/single_instance.h"
-#include "app/startup.h"
+#include "desktop/single_instance.h"
+#include "startup/startup.h"
 #include "i18n/translator.h"
 #include "tests/support/wine.h"
 #include "ui/tavrin_qt_window.h"

@@ -1,4 +1,4 @@
-#include "settings/settings_dialog.h"
+#include "settings_dialog/settings_dialog.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -15,12 +15,12 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
-#include "app/autostart.h"
+#include "desktop/autostart.h"
 #include "i18n/legal_texts.h"
 #include "i18n/translator.h"
 #include "sync/path_safety.h"
-#include "ui/language_list.h"
-#include "ui/ui_text.h"
+#include "widgets/language_list.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 

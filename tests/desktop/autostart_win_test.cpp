@@ -5,7 +5,7 @@
 #include <QtTest>
 #include <string>
 
-#include "app/autostart.h"
+#include "desktop/autostart.h"
 #include "base/executable_directory.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"

@@ -1,4 +1,4 @@
-#include "ui/language_list.h"
+#include "widgets/language_list.h"
 
 #include <QString>
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "ui/project_entry.h"
+#include "settings/project_entry.h"
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 #include <QSaveFile>
 #include <QStandardPaths>
 
-#include "app/autostart.h"
+#include "desktop/autostart.h"
 #include "app/desktop_entry.h"
 
 namespace tavrin {

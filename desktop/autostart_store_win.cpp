@@ -2,7 +2,7 @@
 // (registry) format.
 #include <QSettings>
 
-#include "app/autostart.h"
+#include "desktop/autostart.h"
 
 namespace tavrin {
 

@@ -1,7 +1,7 @@
 // Windows side: the named mutex of the logon session, and a posted broadcast that the first
 // instance's window receives in its native event hook.
 #include "app/native_window.h"
-#include "app/single_instance.h"
+#include "desktop/single_instance.h"
 
 namespace tavrin {
 

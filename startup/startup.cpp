@@ -1,4 +1,4 @@
-#include "app/startup.h"
+#include "startup/startup.h"
 
 #include <QApplication>
 #include <QFileInfo>
@@ -7,7 +7,7 @@
 
 #include "app/app_paths.h"
 #include "app/native_window.h"
-#include "app/single_instance.h"
+#include "desktop/single_instance.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
 #include "settings/settings_store.h"

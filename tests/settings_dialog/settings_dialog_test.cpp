@@ -16,13 +16,13 @@
 #include <QtTest>
 #include <functional>
 
-#include "app/autostart.h"
+#include "desktop/autostart.h"
 #include "i18n/legal_texts.h"
 #include "i18n/placeholders.h"
 #include "i18n/translator.h"
 #include "modal_answerer.h"
 #include "net/server_endpoint.h"
-#include "settings/settings_dialog.h"
+#include "settings_dialog/settings_dialog.h"
 #include "tests/support/content_server.h"
 #include "tests/support/test_http_server.h"
 #include "ui/tavrin_qt_window.h"

@@ -1,11 +1,11 @@
-#include "ui/theme.h"
+#include "widgets/theme.h"
 
 #include <QFile>
 
 namespace tavrin {
 
 QString ThemeStyleSheet() {
-    QFile file(QStringLiteral(":/ui/theme.qss"));
+    QFile file(QStringLiteral(":/widgets/theme.qss"));
     if (!file.open(QIODevice::ReadOnly)) {
         return {};
     }

@@ -3,7 +3,7 @@
 #include <QFile>
 #include <QtTest>
 
-#include "app/autostart.h"
+#include "desktop/autostart.h"
 #include "base/executable_directory.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"

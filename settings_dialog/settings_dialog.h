@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "settings/settings_record.h"
-#include "ui/project_entry.h"
+#include "settings/project_entry.h"
 
 class QCheckBox;
 class QComboBox;

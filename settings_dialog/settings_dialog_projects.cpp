@@ -8,8 +8,8 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
-#include "settings/settings_dialog.h"
-#include "ui/ui_text.h"
+#include "settings_dialog/settings_dialog.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 

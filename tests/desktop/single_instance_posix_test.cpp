@@ -7,7 +7,7 @@
 #include <QSignalSpy>
 #include <QtTest>
 
-#include "app/single_instance.h"
+#include "desktop/single_instance.h"
 #include "ui_sandbox.h"
 
 namespace tavrin {

@@ -1,9 +1,9 @@
-#include "app/autostart.h"
+#include "desktop/autostart.h"
 
 #include "base/executable_directory.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
-#include "ui/ui_text.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 

@@ -1,4 +1,4 @@
-#include "ui/command_icons.h"
+#include "widgets/command_icons.h"
 
 #include <QPainter>
 #include <QPixmap>

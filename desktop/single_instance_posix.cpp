@@ -7,7 +7,7 @@
 #include <QPointer>
 
 #include "app/fnv1a.h"
-#include "app/single_instance.h"
+#include "desktop/single_instance.h"
 
 namespace tavrin {
 

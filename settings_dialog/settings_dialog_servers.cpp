@@ -14,8 +14,8 @@
 #include "i18n/placeholders.h"
 #include "net/server_endpoint.h"
 #include "net/server_probe.h"
-#include "settings/settings_dialog.h"
-#include "ui/ui_text.h"
+#include "settings_dialog/settings_dialog.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 
