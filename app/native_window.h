@@ -44,6 +44,8 @@ SystemIconSizes IconSizesOfSystem();
 
 // The message number of a native message record (a Windows MSG); 0 elsewhere.
 std::uint32_t NativeMessageId(const void* message);
+// Whether the message says the desktop's colours or theme changed, which the title bar follows.
+bool IsColourChangeMessage(std::uint32_t messageId);
 
 // Posts `message` to every top-level window without waiting for any of them.
 bool BroadcastMessage(std::uint32_t message);

@@ -33,6 +33,10 @@ std::uint32_t NativeMessageId(const void* /*message*/) {
     return 0;
 }
 
+bool IsColourChangeMessage(std::uint32_t /*messageId*/) {
+    return false;
+}
+
 bool BroadcastMessage(std::uint32_t /*message*/) {
     return false;
 }

@@ -129,6 +129,12 @@ std::uint32_t NativeMessageId(const void* message) {
     return message != nullptr ? static_cast<const MSG*>(message)->message : 0;
 }
 
+bool IsColourChangeMessage(std::uint32_t messageId) {
+    constexpr std::uint32_t kColorizationChanged = 0x0320;  // WM_DWMCOLORIZATIONCOLORCHANGED
+    return messageId == WM_SETTINGCHANGE || messageId == WM_THEMECHANGED ||
+           messageId == kColorizationChanged;
+}
+
 bool BroadcastMessage(std::uint32_t message) {
     return message != 0 && PostMessageW(HWND_BROADCAST, message, 0, 0) != FALSE;
 }

@@ -5,8 +5,8 @@
 #include <QSaveFile>
 #include <QStandardPaths>
 
-#include "desktop/autostart.h"
 #include "app/desktop_entry.h"
+#include "desktop/autostart.h"
 
 namespace tavrin {
 

@@ -4,14 +4,6 @@
 
 namespace tavrin {
 
-namespace {
-
-constexpr int kColumnWidth = 220;
-constexpr int kNarrowestContainer = 200;
-constexpr int kRowHeight = 24;
-
-}  // namespace
-
 QString ProjectKey(const QString& serverUrl, const QString& projectName) {
     return serverUrl.trimmed().toLower() + QLatin1Char('|') + projectName;
 }
@@ -54,17 +46,6 @@ QString ServerSetSignature(const std::vector<ServerEntry>& servers) {
         parts << server.name.trimmed() + QLatin1Char('\t') + server.url.trimmed().toLower();
     }
     return parts.join(QLatin1Char('\n'));
-}
-
-int ProjectGridColumns(int containerWidth) {
-    const int width =
-        containerWidth < 0 ? kNarrowestContainer : std::max(containerWidth, kNarrowestContainer);
-    return std::max(1, width / kColumnWidth);
-}
-
-int ProjectGridMinimumHeight(int rows, int verticalSpacing) {
-    const int spacing = verticalSpacing < 1 ? 4 : verticalSpacing;
-    return std::max((rows - 1) * spacing + kRowHeight * rows + 8, 48);
 }
 
 std::vector<ServerWorkItem> BuildServerWorkItems(const std::vector<ServerEntry>& servers,

@@ -41,11 +41,6 @@ std::vector<ServerEntry> SelectedServers(const SettingsRecord& settings);
 // A stable text naming the selected servers: equal texts mean the same project lists.
 QString ServerSetSignature(const std::vector<ServerEntry>& servers);
 
-// Columns of the project grid for a container this wide (a negative width: no container).
-int ProjectGridColumns(int containerWidth);
-// The grid's minimum height for this many rows.
-int ProjectGridMinimumHeight(int rows, int verticalSpacing);
-
 // Per selected server (in the servers' order) with at least one selected project: its name,
 // address and the selected project names, in the selection's order.
 std::vector<ServerWorkItem> BuildServerWorkItems(const std::vector<ServerEntry>& servers,

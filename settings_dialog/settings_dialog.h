@@ -7,8 +7,9 @@
 #include <QStringList>
 #include <vector>
 
-#include "settings/settings_record.h"
 #include "settings/project_entry.h"
+#include "settings/settings_merge.h"
+#include "settings/settings_record.h"
 
 class QCheckBox;
 class QComboBox;
@@ -23,23 +24,6 @@ class QTreeWidgetItem;
 class QVBoxLayout;
 
 namespace tavrin {
-
-// What the settings dialog starts from and, once accepted, hands back.
-struct SettingsDialogValues {
-    std::vector<ServerEntry> servers;
-    QString targetPath;
-    bool targetValidationEnabled = true;
-    bool httpLockEnabled = true;
-    bool autostartEnabled = false;
-    AutostartMode autostartMode = AutostartMode::tray;
-    bool autoSyncEnabled = false;
-    QStringList autoSyncProjects;  // project keys ticked for auto-sync
-};
-
-// Where an address went through the dialog's updates (in lower case): itself when unchanged.
-QString FollowChangedUrl(const QHash<QString, QString>& changedUrls, const QString& url);
-// A project or password key ("url|project") moved to its server's new address.
-QString MoveProjectKey(const QHash<QString, QString>& changedUrls, const QString& key);
 
 // The modal dialog in which the player edits every setting. It works on a copy of the server
 // list; nothing reaches the window before OK, except a language switch, which applies at once.

@@ -19,29 +19,6 @@ constexpr int kKeyRole = Qt::UserRole;
 
 }  // namespace
 
-QString FollowChangedUrl(const QHash<QString, QString>& changedUrls, const QString& url) {
-    QString current = url.trimmed().toLower();
-    // A bounded walk: edits can send an address back where it came from.
-    for (int hop = 0; hop < 16; ++hop) {
-        const auto next = changedUrls.constFind(current);
-        if (next == changedUrls.constEnd()) {
-            break;
-        }
-        current = next.value().trimmed().toLower();
-    }
-    return current;
-}
-
-QString MoveProjectKey(const QHash<QString, QString>& changedUrls, const QString& key) {
-    const qsizetype bar = key.indexOf(QLatin1Char('|'));
-    if (bar < 0 || changedUrls.isEmpty()) {
-        return key;
-    }
-    const QString url = key.left(bar).trimmed().toLower();
-    const QString moved = FollowChangedUrl(changedUrls, url);
-    return moved == url ? key : moved + key.mid(bar);
-}
-
 QWidget* SettingsDialog::BuildAutoSyncTab() {
     QWidget* page = MakePage("SettingsAutoSyncTab", "dialog.tab_auto_sync");
     QVBoxLayout* layout = PageLayout(page);

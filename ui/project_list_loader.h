@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "settings/settings_record.h"
 #include "settings/project_entry.h"
+#include "settings/settings_record.h"
 #include "ui/thread_reaper.h"
 
 namespace tavrin {

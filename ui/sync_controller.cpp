@@ -38,8 +38,28 @@ struct PendingAnswer {
 
 }  // namespace
 
-bool FolderIsAbsent(const QString& folder) {
-    return !folder.trimmed().isEmpty() && !QFileInfo::exists(folder.trimmed());
+bool RefusalWarning(SyncRefusal refusal, const char*& titleKey, const char*& textKey) {
+    switch (refusal) {
+        case SyncRefusal::noServer:
+            titleKey = "title.server";
+            textKey = "warn.select_at_least_one_server";
+            return true;
+        case SyncRefusal::noTarget:
+        case SyncRefusal::waitingForFolder:
+            titleKey = "title.target_folder";
+            textKey = "warn.set_target_folder_first";
+            return true;
+        case SyncRefusal::noProjects:
+            titleKey = "title.projects";
+            textKey = "warn.select_at_least_one_project";
+            return true;
+        case SyncRefusal::passwordCancelled:
+            titleKey = "title.projects";
+            textKey = "warn.invalid_project_selection";
+            return true;
+        default:
+            return false;
+    }
 }
 
 SyncController::SyncController(SettingsRecord& settings, QString clientId, QObject* parent)

@@ -12,19 +12,16 @@
 #include <thread>
 #include <vector>
 
+#include "desktop/settings_hooks.h"
+#include "settings/project_entry.h"
 #include "settings/settings_record.h"
 #include "sync/progress.h"
 #include "ui/change_watchers.h"
-#include "settings/project_entry.h"
 #include "ui/project_list_loader.h"
 #include "ui/sync_worker.h"
 #include "ui/thread_reaper.h"
 
 namespace tavrin {
-
-// A game folder that is not there at all (a drive not mounted, a folder moved away), as
-// opposed to one that is there and fails the game check.
-bool FolderIsAbsent(const QString& folder);
 
 // Why a sync request did not start a run.
 enum class SyncRefusal {
@@ -40,6 +37,9 @@ enum class SyncRefusal {
     nothingToSync,
     threadFailed,  // the worker could not be started
 };
+
+// The warning a refusal of the player's own request shows: false for one that shows none.
+bool RefusalWarning(SyncRefusal refusal, const char*& titleKey, const char*& textKey);
 
 // How the project list of one selected server stands.
 struct ServerListState {

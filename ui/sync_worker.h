@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "net/file_list_fetch.h"
-#include "sync/progress.h"
 #include "settings/project_entry.h"
+#include "sync/progress.h"
 
 namespace tavrin {
 

@@ -1,68 +1,56 @@
 #include "ui/tavrin_qt_window.h"
-#include "widgets/ui_text.h"
 
 #include <QAction>
 #include <QApplication>
-#include <QCheckBox>
-#include <QDir>
-#include <QFont>
+#include <QCloseEvent>
 #include <QFrame>
-#include <QGridLayout>
-#include <QLabel>
+#include <QDir>
 #include <QMenuBar>
-#include <QProgressBar>
-#include <QSettings>
+#include <QMessageBox>
 #include <QStatusBar>
-#include <QStyle>
 #include <QSystemTrayIcon>
-#include <QTextEdit>
 #include <QTimer>
-#include <QToolBar>
 #include <QVBoxLayout>
 #include <algorithm>
-#include <system_error>
 
 #include "app/app_paths.h"
-#include "desktop/autostart.h"
 #include "app/client_id.h"
-#include "discovery/steam_discovery.h"
+#include "app/native_window.h"
+#include "desktop/autostart.h"
+#include "desktop/settings_hooks.h"
+#include "desktop/single_instance.h"
 #include "i18n/legal_texts.h"
-#include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
 #include "net/server_endpoint.h"
 #include "settings/settings_store.h"
+#include "settings_dialog/settings_dialog.h"
 #include "sync/path_safety.h"
-#include "widgets/command_icons.h"
+#include "ui/command_bar.h"
+#include "widgets/section_parts.h"
 #include "widgets/theme.h"
+#include "widgets/ui_text.h"
 
 namespace tavrin {
 
 namespace {
 
-constexpr int kSaveDelayMs = 700;
 constexpr int kReadyMessageMs = 2500;
 constexpr int kStartupToastDelayMs = 450;
+constexpr int kLoadedMessageMs = 3500;
+constexpr int kFailedMessageMs = 5000;
 
-QFrame* MakeDivider(QWidget* parent) {
-    auto* divider = new QFrame(parent);
-    divider->setFrameShape(QFrame::HLine);
-    divider->setFrameShadow(QFrame::Plain);
-    divider->setObjectName(QStringLiteral("SectionDivider"));
-    return divider;
-}
-
-QLabel* MakeLabel(const QString& objectName, QWidget* parent) {
-    auto* label = new QLabel(parent);
-    label->setObjectName(objectName);
-    return label;
+ThroughputRates LearntRates(const SettingsRecord& settings) {
+    return {settings.downloadBytesPerSecond, settings.downloadFilesPerSecond,
+            settings.compareFilesPerSecond};
 }
 
 }  // namespace
 
-TavrinQtWindow::TavrinQtWindow() {
-    settingsPath_ = QString::fromStdWString(PathToWide(SettingsFilePath()));
+TavrinQtWindow::TavrinQtWindow()
+    : keeper_(new SettingsKeeper(QString::fromStdWString(PathToWide(SettingsFilePath())), this)),
+      settings_(keeper_->Record()) {
     CheckSettingsFile();  // before anything reads or writes a key of it
-    settings_.language = CurrentLanguageSetting(settingsPath_);
+    settings_.language = CurrentLanguageSetting(keeper_->Path());
     if (!SetLanguage(settings_.language.toStdString())) {
         SetLanguage("en");
     }
@@ -73,14 +61,9 @@ TavrinQtWindow::TavrinQtWindow() {
     resize(760, 560);
     clientId_ = QString::fromStdWString(ClientId(SettingsFilePath()));
     controller_ = new SyncController(settings_, clientId_, this);
+    prompter_ = new PasswordPrompter(this);
 
     BuildUi();
-
-    saveTimer_ = new QTimer(this);
-    saveTimer_->setSingleShot(true);
-    saveTimer_->setInterval(kSaveDelayMs);
-    connect(saveTimer_, &QTimer::timeout, this, [this] { FlushPendingSettings(false); });
-
     SetUpTray();
     if (auto* application = qobject_cast<QApplication*>(QCoreApplication::instance())) {
         application->setStyleSheet(ThemeStyleSheet());
@@ -104,27 +87,73 @@ TavrinQtWindow::TavrinQtWindow() {
 
 TavrinQtWindow::~TavrinQtWindow() {
     FlushPendingSettings(true);
-    if (trayIcon_ != nullptr) {
-        trayIcon_->hide();
-    }
+    tray_->Hide();
     Shutdown();
 }
 
-// A settings file that cannot be read is never written over: it is moved aside (or, when even
-// that fails, left alone and never saved to), and the window starts with the defaults.
+// A settings file that cannot be read is never written over, and the window starts with the
+// defaults; the player is told once the window stands.
 void TavrinQtWindow::CheckSettingsFile() {
-    if (SettingsFileReadable(settingsPath_)) {
-        return;
-    }
+    QString aside;
     QString error;
-    const QString aside = MoveSettingsFileAside(settingsPath_, error);
-    const QString shown = QDir::toNativeSeparators(settingsPath_);
-    if (aside.isEmpty()) {
-        settingsWriteBlocked_ = true;
+    const SettingsKeeper::FileState state = keeper_->CheckFile(aside, error);
+    const QString shown = QDir::toNativeSeparators(keeper_->Path());
+    if (state == SettingsKeeper::FileState::keptUnreadable) {
         settingsFileProblem_ = Text("error.settings_file_unreadable_kept").arg(shown, error);
-    } else {
+    } else if (state == SettingsKeeper::FileState::movedAside) {
         settingsFileProblem_ =
             Text("error.settings_file_unreadable").arg(shown, QDir::toNativeSeparators(aside));
+    }
+}
+
+void TavrinQtWindow::BuildUi() {
+    settingsAction_ = menuBar()->addAction(QString());
+    settingsAction_->setObjectName(QStringLiteral("SettingsAction"));
+    legalAction_ = menuBar()->addAction(QStringLiteral("?"));
+    legalAction_->setObjectName(QStringLiteral("LegalAction"));
+    commandBar_ = new CommandBar(this);
+    addToolBar(commandBar_);
+
+    auto* central = new QWidget(this);
+    auto* layout = new QVBoxLayout(central);
+    layout->setContentsMargins(8, 6, 8, 6);
+    projects_ = new ProjectSection(central);
+    progress_ = new ProgressSection(central);
+    log_ = new LogView(central);
+    layout->addWidget(projects_, 0);
+    layout->addWidget(MakeDivider(central));
+    layout->addWidget(progress_, 0);
+    layout->addWidget(MakeDivider(central));
+    layout->addWidget(log_, 1);
+    setCentralWidget(central);
+    statusBar()->setSizeGripEnabled(true);
+
+    // The settings dialog, the legal texts, the project lists and the sync command hang on
+    // these; the stop command cancels whatever runs.
+    connect(settingsAction_, &QAction::triggered, this, [this] { OpenSettingsDialog(); });
+    connect(legalAction_, &QAction::triggered, this, [this] {
+        OpenSettingsDialog(settings_.language == QStringLiteral("de")
+                               ? QStringLiteral("SettingsLegalTabDe")
+                               : QStringLiteral("SettingsLegalTabEn"));
+    });
+    connect(commandBar_, &CommandBar::RefreshRequested, this,
+            [this] { RefreshProjectLists(true); });
+    connect(commandBar_, &CommandBar::SyncRequested, this, [this] { RequestSync(false, {}); });
+    connect(commandBar_, &CommandBar::StopRequested, this, [this] { CancelSync(); });
+    connect(projects_, &ProjectSection::Toggled, this, [this] { OnProjectToggled(); });
+
+    Retranslate();
+    RefreshAutoSyncBadge();
+    ResetProgress();
+}
+
+void TavrinQtWindow::SetUpTray() {
+    tray_ = new tavrin::TrayIcon(this);
+    connect(tray_, &TrayIcon::OpenRequested, this, [this] { BringToFront(); });
+    connect(tray_, &TrayIcon::ExitRequested, this, [this] { RequestExit(); });
+    tray_->Retranslate();
+    if (!tray_->Ensure()) {
+        tray_->ScheduleRetry();
     }
 }
 
@@ -140,13 +169,13 @@ void TavrinQtWindow::ConnectController() {
                 OnRunFinished(ok, automatic, message);
             });
     connect(controller, &SyncController::ListsLoading, this, [this] {
-        ShowProjectPlaceholder("placeholder.loading_projects");
+        projects_->ShowPlaceholder("placeholder.loading_projects");
         statusBar()->showMessage(Text("status.loading_project_list"));
     });
     connect(controller, &SyncController::ListsCleared, this, [this] {
-        projectEntries_.clear();
-        ShowProjectPlaceholder("placeholder.no_servers_configured");
-        UpdateSelectionCount();
+        projects_->SetEntries({});
+        projects_->ShowPlaceholder("placeholder.no_servers_configured");
+        projects_->UpdateSelectionCount();
         UpdateCommandStates();
     });
     connect(controller, &SyncController::ListsLoaded, this,
@@ -156,202 +185,31 @@ void TavrinQtWindow::ConnectController() {
     connect(controller, &SyncController::SettingsChanged, this, [this] { ScheduleSettingsSave(); });
     connect(controller, &SyncController::RevisionsChanged, this,
             [this] { ScheduleRevisionsSave(); });
+    ConnectPasswordQuestions();
+}
+
+void TavrinQtWindow::ConnectPasswordQuestions() {
     PasswordQuestions questions;
     questions.ask = [this](const ProjectEntry& entry, bool retry, QString& password) {
         return PromptProjectPassword(entry, retry, password);
     };
-    questions.forgetOutcomes = [this] {
-        passwordPromptAnswered_.clear();
-        passwordPromptAnswers_.clear();
-    };
-    questions.cancelOpen = [this] { CancelOpenPrompts(); };
-    controller->SetPasswordQuestions(std::move(questions));
-}
-
-void TavrinQtWindow::BuildUi() {
-    settingsAction_ = menuBar()->addAction(QString());
-    settingsAction_->setObjectName(QStringLiteral("SettingsAction"));
-    legalAction_ = menuBar()->addAction(QStringLiteral("?"));
-    legalAction_->setObjectName(QStringLiteral("LegalAction"));
-
-    BuildCommandBar();
-
-    auto* central = new QWidget(this);
-    auto* layout = new QVBoxLayout(central);
-    layout->setContentsMargins(8, 6, 8, 6);
-    layout->addWidget(BuildProjectSection(), 0);
-    layout->addWidget(MakeDivider(central));
-    layout->addWidget(BuildSyncSection(), 0);
-    layout->addWidget(MakeDivider(central));
-    layout->addWidget(BuildLogSection(), 1);
-    setCentralWidget(central);
-
-    statusBar()->setSizeGripEnabled(true);
-
-    // The settings dialog, the legal texts, the project lists and the sync command hang on
-    // these actions; the stop command cancels whatever runs.
-    connect(settingsAction_, &QAction::triggered, this, [this] { OpenSettingsDialog(); });
-    connect(legalAction_, &QAction::triggered, this, [this] {
-        OpenSettingsDialog(settings_.language == QStringLiteral("de")
-                               ? QStringLiteral("SettingsLegalTabDe")
-                               : QStringLiteral("SettingsLegalTabEn"));
-    });
-    connect(stopAction_, &QAction::triggered, this, [this] { CancelSync(); });
-    connect(syncAction_, &QAction::triggered, this, [this] { RequestSync(false, QString()); });
-
-    Retranslate();
-    UpdateSelectionCount();
-    RefreshAutoSyncBadge();
-    ResetProgress();
-}
-
-void TavrinQtWindow::BuildCommandBar() {
-    commandBar_ = addToolBar(QString());
-    commandBar_->setObjectName(QStringLiteral("CommandBar"));
-    commandBar_->setMovable(false);
-    commandBar_->setFloatable(false);
-    commandBar_->setContextMenuPolicy(Qt::PreventContextMenu);
-    commandBar_->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    commandBar_->setIconSize(QSize(14, 14));
-
-    refreshAction_ =
-        commandBar_->addAction(RenderSvgIcon(RefreshIconSvg(), QSize(14, 14)), QString());
-    refreshAction_->setObjectName(QStringLiteral("RefreshAction"));
-    refreshAction_->setShortcut(QKeySequence(Qt::Key_F5));
-    syncAction_ = commandBar_->addAction(RenderSvgIcon(SyncIconSvg(), QSize(14, 14)), QString());
-    syncAction_->setObjectName(QStringLiteral("SyncAction"));
-    syncAction_->setShortcut(QKeySequence(QStringLiteral("Ctrl+Return")));
-    stopAction_ = commandBar_->addAction(RenderSvgIcon(StopIconSvg(), QSize(13, 13)), QString());
-    stopAction_->setObjectName(QStringLiteral("StopAction"));
-    stopAction_->setShortcut(QKeySequence(Qt::Key_Escape));
-    stopAction_->setVisible(false);
-    connect(refreshAction_, &QAction::triggered, this, [this] { RefreshProjectLists(true); });
-}
-
-QWidget* TavrinQtWindow::BuildProjectSection() {
-    auto* section = new QWidget;
-    auto* grid = new QGridLayout(section);
-    grid->setContentsMargins(0, 0, 0, 0);
-    grid->setHorizontalSpacing(6);
-    grid->setVerticalSpacing(3);
-    grid->setColumnStretch(1, 1);
-
-    auto* column = new QVBoxLayout;
-    column->setContentsMargins(0, 0, 0, 0);
-    projectTitle_ = MakeLabel(QStringLiteral("SectionTitle"), section);
-    projectHint_ = MakeLabel(QStringLiteral("HintLabel"), section);
-    selectionCount_ = MakeLabel(QStringLiteral("HintLabel"), section);
-    projectContainer_ = new QWidget(section);
-    projectContainer_->setObjectName(QStringLiteral("ProjectContainer"));
-    projectContainer_->installEventFilter(this);  // its width decides the grid's columns
-    projectGrid_ = new QGridLayout(projectContainer_);
-    projectGrid_->setContentsMargins(0, 0, 0, 0);
-    projectGrid_->setHorizontalSpacing(8);
-    projectGrid_->setVerticalSpacing(3);
-    projectPlaceholder_ = MakeLabel(QStringLiteral("HintLabel"), projectContainer_);
-    projectPlaceholder_->setProperty("placeholderKey",
-                                     QStringLiteral("placeholder.no_projects_loaded"));
-    projectGrid_->addWidget(projectPlaceholder_, 0, 0);
-    column->addWidget(projectTitle_);
-    column->addWidget(projectHint_);
-    column->addWidget(selectionCount_);
-    column->addWidget(projectContainer_, 1);
-    grid->addLayout(column, 0, 0, 1, 2);
-    return section;
-}
-
-QWidget* TavrinQtWindow::BuildSyncSection() {
-    auto* section = new QWidget;
-    auto* grid = new QGridLayout(section);
-    grid->setContentsMargins(0, 0, 0, 0);
-    grid->setHorizontalSpacing(6);
-    grid->setVerticalSpacing(3);
-    grid->setColumnStretch(0, 1);
-    grid->setColumnStretch(1, 0);
-    syncTitle_ = MakeLabel(QStringLiteral("SectionTitle"), section);
-    autoSyncBadge_ = MakeLabel(QStringLiteral("AutoSyncBadge"), section);
-    autoSyncBadge_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    currentFile_ = MakeLabel(QStringLiteral("CurrentFileLabel"), section);
-    progressBar_ = new QProgressBar(section);
-    progressBar_->setObjectName(QStringLiteral("SyncProgress"));
-    progressBar_->setRange(0, 1);
-    progressBar_->setValue(0);
-    progressBar_->setTextVisible(false);
-    bytesLabel_ = MakeLabel(QStringLiteral("BytesLabel"), section);
-    speedLabel_ = MakeLabel(QStringLiteral("SpeedLabel"), section);
-    etaLabel_ = MakeLabel(QStringLiteral("EtaLabel"), section);
-    grid->addWidget(syncTitle_, 0, 0);
-    grid->addWidget(autoSyncBadge_, 0, 1, Qt::AlignRight | Qt::AlignVCenter);
-    grid->addWidget(currentFile_, 1, 0, 1, 2);
-    grid->addWidget(progressBar_, 2, 0, 1, 2);
-    grid->addWidget(bytesLabel_, 3, 0, 1, 2);
-    grid->addWidget(speedLabel_, 4, 0);
-    grid->addWidget(etaLabel_, 4, 1);
-    return section;
-}
-
-QWidget* TavrinQtWindow::BuildLogSection() {
-    auto* section = new QWidget;
-    auto* column = new QVBoxLayout(section);
-    column->setContentsMargins(0, 0, 0, 0);
-    logTitle_ = MakeLabel(QStringLiteral("SectionTitle"), section);
-    logView_ = new QTextEdit(section);
-    logView_->setObjectName(QStringLiteral("LogView"));
-    logView_->setReadOnly(true);
-    QFont font(QStringLiteral("Consolas"));
-    font.setStyleHint(QFont::Monospace);
-    font.setPointSizeF(9.2);
-    logView_->setFont(font);
-    logView_->setMinimumHeight(96);
-    column->addWidget(logTitle_);
-    column->addWidget(logView_, 1);
-    return section;
+    questions.forgetOutcomes = [this] { prompter_->ForgetOutcomes(); };
+    questions.cancelOpen = [this] { prompter_->CancelOpen(); };
+    controller_->SetPasswordQuestions(std::move(questions));
 }
 
 void TavrinQtWindow::Retranslate() {
     setWindowTitle(Text("app.title"));
-    if (settingsAction_ != nullptr) {
-        settingsAction_->setText(Text("menu.settings"));
+    settingsAction_->setText(Text("menu.settings"));
+    legalAction_->setToolTip(
+        QString::fromStdString(LegalTextsFor(CurrentLanguage()).licenseButton));
+    commandBar_->Retranslate();
+    projects_->Retranslate();
+    progress_->Retranslate();
+    log_->Retranslate();
+    if (tray_ != nullptr) {
+        tray_->Retranslate();
     }
-    if (legalAction_ != nullptr) {
-        legalAction_->setToolTip(
-            QString::fromStdString(LegalTextsFor(CurrentLanguage()).licenseButton));
-    }
-    if (commandBar_ != nullptr) {
-        commandBar_->setWindowTitle(Text("toolbar.commands"));
-    }
-    const auto setAction = [](QAction* action, const char* textKey, const char* tipKey) {
-        if (action != nullptr) {
-            action->setText(Text(textKey));
-            action->setToolTip(Text(tipKey));
-        }
-    };
-    setAction(refreshAction_, "action.refresh_projects", "tooltip.refresh_projects");
-    setAction(syncAction_, "action.sync", "tooltip.sync");
-    setAction(stopAction_, "action.stop", "tooltip.stop");
-    const auto setLabel = [](QLabel* label, const char* key) {
-        if (label != nullptr) {
-            label->setText(Text(key));
-        }
-    };
-    setLabel(projectTitle_, "section.project_selection");
-    setLabel(projectHint_, "hint.projects_checkbox_select");
-    setLabel(syncTitle_, "section.sync");
-    setLabel(logTitle_, "section.log");
-    if (projectPlaceholder_ != nullptr) {
-        projectPlaceholder_->setText(Text(
-            projectPlaceholder_->property("placeholderKey").toString().toLatin1().constData()));
-    }
-    if (trayOpenAction_ != nullptr) {
-        trayOpenAction_->setText(Text("tray.open"));
-    }
-    if (trayExitAction_ != nullptr) {
-        trayExitAction_->setText(Text("tray.exit"));
-    }
-    if (trayIcon_ != nullptr) {
-        trayIcon_->setToolTip(Text("app.title"));
-    }
-    UpdateSelectionCount();
     RefreshAutoSyncBadge();
 }
 
@@ -365,72 +223,25 @@ void TavrinQtWindow::UpdateCommandStates() {
     const auto serverCount =
         std::count_if(settings_.servers.begin(), settings_.servers.end(),
                       [](const ServerEntry& s) { return !s.url.trimmed().isEmpty(); });
-    const bool targetValid = IsTargetUsable();
-    const auto checked = CheckedProjectCount();
     const bool busy = controller_->IsBusy();
-    if (syncAction_ != nullptr) {
-        syncAction_->setEnabled(!busy && serverCount >= 1 && targetValid && checked >= 1);
-    }
-    if (stopAction_ != nullptr) {
-        stopAction_->setEnabled(busy);
-        stopAction_->setVisible(busy);
-    }
-    if (refreshAction_ != nullptr) {
-        refreshAction_->setEnabled(!busy && serverCount >= 1);
-    }
-    if (projectContainer_ != nullptr) {
-        projectContainer_->setEnabled(!busy);
-    }
-    for (QCheckBox* box : projectChecks_) {
-        box->setEnabled(!busy);
-    }
-}
-
-std::ptrdiff_t TavrinQtWindow::CheckedProjectCount() const {
-    return std::count_if(projectChecks_.begin(), projectChecks_.end(),
-                         [](const QCheckBox* box) { return box->isChecked(); });
-}
-
-void TavrinQtWindow::UpdateSelectionCount() {
-    if (selectionCount_ == nullptr) {
-        return;
-    }
-    const auto checked = CheckedProjectCount();
-    selectionCount_->setText(
-        Text("label.selected_of_total")
-            .arg(static_cast<qlonglong>(checked), 0, 10, QLatin1Char(' '))
-            .arg(static_cast<qlonglong>(projectChecks_.size()), 0, 10, QLatin1Char(' ')));
+    const bool canSync =
+        !busy && serverCount >= 1 && IsTargetUsable() && projects_->CheckedCount() >= 1;
+    commandBar_->ShowStates(busy, canSync, !busy && serverCount >= 1);
+    projects_->SetEnabledForRun(!busy);
 }
 
 void TavrinQtWindow::RefreshAutoSyncBadge() {
-    if (autoSyncBadge_ == nullptr) {
+    if (progress_ == nullptr) {
         return;
     }
     const bool waiting = controller_ != nullptr && controller_->WaitingForGameFolder();
-    autoSyncBadge_->setText(
-        Text(waiting ? "badge.auto_sync_waiting_for_game_folder" : "badge.auto_sync_active"));
-    if (autoSyncBadge_->property("waiting").toBool() != waiting) {
-        autoSyncBadge_->setProperty("waiting", waiting);
-        autoSyncBadge_->style()->unpolish(autoSyncBadge_);  // the style sheet reads the property
-        autoSyncBadge_->style()->polish(autoSyncBadge_);
-    }
-    autoSyncBadge_->setVisible(settings_.autoSyncEnabled);
+    progress_->ShowAutoSyncBadge(settings_.autoSyncEnabled, waiting);
 }
 
 void TavrinQtWindow::LoadSettings() {
-    suppressSettingsSave_ = true;
-    SettingsLoadHooks hooks;
-    hooks.discoverGameFolder = [] {
-        const auto found = FindGameFolderViaSteam();
-        return found ? QString::fromStdWString(*found) : QString();
-    };
-    hooks.registeredModeOr = [](AutostartMode fallback) { return RegisteredModeOr(fallback); };
-    // A folder that is not there at all (a drive not mounted yet) pauses auto-sync instead.
-    hooks.isTargetUsable = [](const QString& folder, bool validation) {
-        return FolderIsAbsent(folder) || IsUsableTargetFolder(folder.toStdWString(), validation);
-    };
+    keeper_->SetSuppressed(true);
     const QString languageBefore = settings_.language;
-    autoSyncSwitchedOffAtLoad_ = ReadSettingsFile(settingsPath_, settings_, hooks);
+    autoSyncSwitchedOffAtLoad_ = keeper_->Load(DesktopSettingsHooks());
     if (settings_.language != languageBefore) {
         if (SetLanguage(settings_.language.toStdString())) {
             Retranslate();
@@ -438,15 +249,11 @@ void TavrinQtWindow::LoadSettings() {
         settings_.language = QString::fromStdString(CurrentLanguage());
     }
     plainHttpAllowed.store(!settings_.httpLockEnabled);
-    {
-        QSettings file(settingsPath_, QSettings::IniFormat);
-        settings_.autoSyncRevisions = ReadAutoSyncRevisions(file);
-    }
     if (autoSyncSwitchedOffAtLoad_) {
         AppendLog(Text("log.auto_sync_skipped_no_target"), false);
     }
     RefreshAutoSyncBadge();
-    suppressSettingsSave_ = false;
+    keeper_->SetSuppressed(false);
 }
 
 void TavrinQtWindow::ApplyAutoSyncState() {
@@ -459,71 +266,12 @@ void TavrinQtWindow::ApplyAutoSyncState() {
         autoSyncSwitchedOffAtLoad_ = false;
         settings_.autoSyncEnabled = false;
         RefreshAutoSyncBadge();
-        if (!suppressSettingsSave_) {
-            settingsSavePending_ = true;
-            revisionsSavePending_ = true;
-            saveTimer_->start();
-        }
+        ScheduleSettingsSave();
     }
     controller_->ApplyAutoSync(settings_.autoSyncEnabled);
 }
 
-void TavrinQtWindow::ScheduleSettingsSave() {
-    if (suppressSettingsSave_) {
-        return;
-    }
-    settingsSavePending_ = true;
-    revisionsSavePending_ = true;
-    saveTimer_->start();
-}
-
-void TavrinQtWindow::ScheduleRevisionsSave() {
-    if (suppressSettingsSave_) {
-        return;
-    }
-    revisionsSavePending_ = true;
-    saveTimer_->start();
-}
-
-void TavrinQtWindow::FlushPendingSettings(bool force) {
-    if (saveTimer_ != nullptr) {
-        saveTimer_->stop();
-    }
-    if (force) {
-        settingsSavePending_ = true;
-        revisionsSavePending_ = true;
-    }
-    if (settingsSavePending_) {
-        SaveSettings();
-        settingsSavePending_ = false;
-        revisionsSavePending_ = false;
-        return;
-    }
-    if (revisionsSavePending_) {
-        if (!settingsWriteBlocked_) {
-            WriteAutoSyncRevisionsFile(settingsPath_, settings_.autoSyncRevisions);
-        }
-        revisionsSavePending_ = false;
-    }
-}
-
-void TavrinQtWindow::SaveSettings() {
-    if (settingsWriteBlocked_) {
-        return;  // the file that could not be read is the player's to rescue
-    }
-    settings_.language = QString::fromStdString(CurrentLanguage());
-    WriteSettingsFile(settingsPath_, settings_, settings_.autoSyncRevisions);
-}
-
-void TavrinQtWindow::Shutdown() {
-    controller_->Shutdown();
-}
-
-// Auto-sync, as the window's tests and settings drive it.
-QStringList TavrinQtWindow::AutoSyncSelection() const {
-    return controller_->AutoSyncSelection();
-}
-
+// Auto-sync, as the window's tests drive it.
 void TavrinQtWindow::RestartAutoSync(bool joinOld) {
     if (joinOld) {
         Shutdown();
@@ -532,17 +280,224 @@ void TavrinQtWindow::RestartAutoSync(bool joinOld) {
     controller_->RestartWatchers();
 }
 
-void TavrinQtWindow::SetAutoSyncActive(bool active) {
-    controller_->SetAutoSyncActive(active);
+void TavrinQtWindow::OnProjectListsLoaded(const ListsOutcome& outcome) {
+    projects_->SetEntries(controller_->ProjectEntries());
+    ShowListsOutcome(outcome);
+    projects_->UpdateSelectionCount();
+    UpdateCommandStates();
 }
 
-void TavrinQtWindow::OnServerChanged(const QString& serverUrl, quint64 revision,
-                                     const QString& reason) {
-    controller_->OnServerChanged(serverUrl, revision, reason);
+// Lists that came back: every server failing shows its box only when the player asked for
+// the lists, or sees the window at start-up; retries and hidden starts say it in the log.
+void TavrinQtWindow::ShowListsOutcome(const ListsOutcome& outcome) {
+    if (!outcome.anyLoaded) {
+        const QString error = outcome.warnings.isEmpty()
+                                  ? Text("error.project_list_unavailable_default")
+                                  : outcome.warnings.join(QLatin1Char('\n'));
+        statusBar()->showMessage(Text("status.project_lists_load_failed"), kFailedMessageMs);
+        projects_->ShowPlaceholder("placeholder.project_lists_load_failed");
+        if (outcome.requestedByPlayer || (!outcome.retry && isVisible())) {
+            WarnModally("title.project_list", error);
+        }
+        return;
+    }
+    if (!outcome.warnings.isEmpty() && !outcome.retry) {
+        AppendLog(Text("log.warning_with_details").arg(outcome.warnings.join(QStringLiteral("; "))),
+                  false);
+    }
+    if (projects_->Entries().empty()) {
+        projects_->ShowPlaceholder("placeholder.no_projects_available");
+    } else {
+        projects_->ShowProjects(settings_.selectedProjects, !controller_->IsBusy());
+    }
+    statusBar()->showMessage(Text("status.projects_loaded"), kLoadedMessageMs);
 }
 
-void TavrinQtWindow::StartInitialAutoSync() {
-    controller_->ApplyAutoSync(true);
+void TavrinQtWindow::OnProjectToggled() {
+    UpdateCommandStates();
+    // The ticks of a server whose list is not on show (it is down, or still loading) stay.
+    QStringList selection = CheckedProjectKeys();
+    selection << controller_->KeysOfServersWithoutList(settings_.selectedProjects);
+    selection.removeDuplicates();
+    settings_.selectedProjects = selection;
+    ScheduleSettingsSave();
+    if (settings_.autoSyncEnabled && settings_.autoSyncProjects.isEmpty()) {
+        controller_->RestartWatchers();  // without a selection of its own, auto-sync watches ticks
+    }
+}
+
+// The settings dialog: filled from the settings record; accepted values are merged back, saved,
+// and the project lists and the auto-sync watchers brought in line.
+void TavrinQtWindow::OpenSettingsDialog(const QString& tab) {
+    if (settingsDialogOpen_ || IsShuttingDown()) {
+        return;
+    }
+    // Auto-sync watches the ticked projects until it is given projects of its own.
+    const SettingsDialogValues values =
+        DialogValuesOf(settings_, IsAutostartRegistered(), controller_->AutoSyncSelection());
+    SettingsDialog dialog(values, projects_->Entries(), this);
+    connect(&dialog, &SettingsDialog::LanguageSwitched, this, [this](const QString& code) {
+        settings_.language = code;
+        Retranslate();
+        ScheduleSettingsSave();
+    });
+    if (!tab.isEmpty()) {
+        dialog.ShowTab(tab);
+    }
+    settingsDialogOpen_ = true;
+    const int outcome = dialog.exec();
+    settingsDialogOpen_ = false;
+    if (outcome == QDialog::Accepted && !IsShuttingDown()) {
+        TakeSettingsBack(dialog);
+    }
+}
+
+void TavrinQtWindow::TakeSettingsBack(const SettingsDialog& dialog) {
+    const bool autoSyncBefore = settings_.autoSyncEnabled;
+    const QString targetBefore = settings_.targetPath;
+    const QStringList watchedBefore = controller_->AutoSyncSelection();
+    const SettingsMergeOutcome merged = MergeAcceptedSettings(
+        settings_, projects_->Entries(), dialog.Values(), dialog.ChangedUrls(), watchedBefore);
+    plainHttpAllowed.store(!settings_.httpLockEnabled);
+    if (settings_.autoSyncEnabled && !IsTargetUsable() && !FolderIsAbsent(settings_.targetPath)) {
+        AppendLog(Text("log.auto_sync_skipped_no_target"), false);
+        settings_.autoSyncEnabled = false;
+    }
+    RefreshAutoSyncBadge();
+    ScheduleSettingsSave();
+    UpdateCommandStates();
+
+    // A lock switched either way changes which servers can be reached: their lists are fetched
+    // again. Otherwise they are fetched only when the selected servers changed. A run in
+    // progress holds the lists; they are fetched when it has ended.
+    controller_->RefreshProjectLists(merged.httpLockChanged, false);
+    // A first run when auto-sync comes on, or when what it keeps in step has changed.
+    const bool watchedChanged = !SameProjectKeys(controller_->AutoSyncSelection(), watchedBefore);
+    controller_->ApplyAutoSync(settings_.autoSyncEnabled && (!autoSyncBefore || watchedChanged ||
+                                                             merged.selectedServersChanged ||
+                                                             targetBefore != settings_.targetPath));
+}
+
+// The sync command: requests go to the controller, refusals of the player's own requests
+// become warning boxes, and a run's start and end reach the display.
+void TavrinQtWindow::RequestSync(bool automatic, const QString& reason) {
+    const SyncRefusal refusal = controller_->RequestSync(automatic, reason, CheckedProjectKeys());
+    if (automatic) {
+        return;  // automatic refusals are logged by the controller
+    }
+    const char* titleKey = nullptr;
+    const char* textKey = nullptr;
+    if (RefusalWarning(refusal, titleKey, textKey)) {
+        WarnModally(titleKey, Text(textKey));
+    }
+}
+
+void TavrinQtWindow::OnRunStarted() {
+    progress_->RunStarted(LearntRates(settings_));
+    UpdateCommandStates();
+}
+
+void TavrinQtWindow::OnRunFinished(bool ok, bool automatic, const QString& message) {
+    const ThroughputRates blended = progress_->RunFinished(LearntRates(settings_));
+    settings_.downloadBytesPerSecond = blended.downloadBytesPerSecond;
+    settings_.downloadFilesPerSecond = blended.downloadFilesPerSecond;
+    settings_.compareFilesPerSecond = blended.compareFilesPerSecond;
+    AppendLog(message, false);
+    ResetProgress();
+    ScheduleSettingsSave();
+    if (!ok && !automatic) {
+        ShowBox(QMessageBox::Critical, "title.sync", message);
+    }
+    UpdateCommandStates();
+}
+
+void TavrinQtWindow::CancelSync() {
+    if (!controller_->IsBusy()) {
+        return;
+    }
+    progress_->ShowCancelled();
+    controller_->CancelSync();
+}
+
+void TavrinQtWindow::WarnModally(const char* titleKey, const QString& text) {
+    ShowBox(QMessageBox::Warning, titleKey, text);
+}
+
+void TavrinQtWindow::ShowBox(int icon, const char* titleKey, const QString& text) {
+    QMessageBox box(static_cast<QMessageBox::Icon>(icon), Text(titleKey), text, QMessageBox::Ok,
+                    this, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
+    box.exec();
+}
+
+// The window's life beside the tray: closing hides it there, Exit quits.
+void TavrinQtWindow::RequestExit() {
+    exitRequested_ = true;
+    close();
+    QCoreApplication::quit();
+}
+
+void TavrinQtWindow::BringToFront() {
+    show();
+    if (isMinimized()) {
+        showNormal();
+    }
+    raise();
+    activateWindow();
+}
+
+void TavrinQtWindow::closeEvent(QCloseEvent* event) {
+    FlushPendingSettings(true);
+    if (exitRequested_) {
+        Shutdown();
+        tray_->Hide();
+        QMainWindow::closeEvent(event);
+        return;
+    }
+    event->ignore();
+    if (tray_->Ensure()) {
+        hide();
+        tray_->ShowToast("toast.app_still_active");
+    } else {
+        // Never hide a window that nothing could bring back.
+        showMinimized();
+        tray_->ScheduleRetry();
+    }
+}
+
+void TavrinQtWindow::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    const WId handle = internalWinId();
+    if (handle == 0) {
+        return;
+    }
+    ApplyDarkTitleBar(static_cast<NativeWindowHandle>(handle));
+    if (!nativeIconsSet_) {
+        nativeIconsSet_ = SetNativeWindowIcons(static_cast<NativeWindowHandle>(handle));
+    }
+}
+
+bool TavrinQtWindow::nativeEvent(const QByteArray& eventType, void* message, qintptr* result) {
+    const bool handled = QMainWindow::nativeEvent(eventType, message, result);
+    if (eventType != "windows_generic_MSG" && eventType != "windows_dispatcher_MSG") {
+        return handled;
+    }
+    if ((!tray_->TaskbarMessageKnown() && ShowMainWindowMessage == 0) || message == nullptr) {
+        return handled;
+    }
+    const std::uint32_t id = NativeMessageId(message);
+    if (IsColourChangeMessage(id)) {
+        ApplyDarkTitleBar(static_cast<NativeWindowHandle>(winId()));
+    }
+    if (tray_->IsTaskbarCreated(id)) {
+        if (!tray_->Ensure()) {
+            tray_->ScheduleRetry();
+        }
+        return handled;
+    }
+    if (ShowMainWindowMessage != 0 && id == ShowMainWindowMessage) {
+        BringToFront();
+    }
+    return handled;
 }
 
 }  // namespace tavrin

@@ -1,4 +1,5 @@
-// Project passwords: asked for in a small modal dialog, remembered per project key.
+#include "ui/password_prompter.h"
+
 #include <QCoreApplication>
 #include <QInputDialog>
 #include <QLineEdit>
@@ -7,8 +8,6 @@
 #include <functional>
 
 #include "app/native_window.h"
-#include "i18n/translator.h"
-#include "ui/tavrin_qt_window.h"
 #include "widgets/ui_text.h"
 
 namespace tavrin {
@@ -22,7 +21,7 @@ constexpr int kWaitRoundMs = 25;
 // second request for the same project can be waiting in an event loop nested inside this
 // dialog's, and exec() cannot return before that request has its answer. An empty answer is
 // refused in place, with the dialog staying open under the normal question.
-class PasswordDialog : public QInputDialog {
+class PasswordDialog final : public QInputDialog {
 public:
     using QInputDialog::QInputDialog;
     std::function<void()> onEmptyAnswer;
@@ -40,30 +39,31 @@ public:
 
 }  // namespace
 
-bool TavrinQtWindow::PromptProjectPassword(const ProjectEntry& entry, bool retry,
-                                           QString& password) {
+PasswordPrompter::PasswordPrompter(QWidget* window) : QObject(window), window_(window) {}
+
+bool PasswordPrompter::Ask(const ProjectEntry& entry, bool retry, QString& password) {
     const QString project = QString::fromStdString(entry.projectName);
     const QString key = ProjectKey(entry);
     if (!key.isEmpty()) {
         // Another request for the same project is being answered: take its outcome.
-        while (passwordPromptsOpen_.contains(key)) {
+        while (open_.contains(key)) {
             QCoreApplication::processEvents(QEventLoop::AllEvents, kWaitRoundMs);
         }
-        if (passwordPromptAnswered_.contains(key)) {
-            if (!passwordPromptAnswered_.value(key)) {
+        if (answered_.contains(key)) {
+            if (!answered_.value(key)) {
                 return false;
             }
-            const QString answer = passwordPromptAnswers_.value(key);
+            const QString answer = answers_.value(key);
             if (!answer.isEmpty()) {
                 password = answer;
                 return true;
             }
         }
     }
-    passwordPromptsOpen_.insert(key);
+    open_.insert(key);
     bool answered = false;
     QString answer;
-    PasswordDialog dialog(this);
+    PasswordDialog dialog(window_);
     dialog.setObjectName(QStringLiteral("ProjectPasswordDialog"));
     dialog.setWindowTitle(Text("dialog.project_password_title"));
     dialog.setLabelText(
@@ -76,20 +76,20 @@ bool TavrinQtWindow::PromptProjectPassword(const ProjectEntry& entry, bool retry
     dialog.onEmptyAnswer = [this, &dialog, project] {
         dialog.setLabelText(Text("dialog.project_password_prompt").arg(project));
         QMessageBox box(QMessageBox::Warning, Text("dialog.project_password_title"),
-                        Text("error.project_password_required").arg(project), QMessageBox::Ok, this,
-                        Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
+                        Text("error.project_password_required").arg(project), QMessageBox::Ok,
+                        window_, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
         box.exec();
     };
     dialog.onFinished = [this, key, &answered, &answer](bool ok, const QString& text) {
         answered = ok;
         answer = ok ? text : QString();
-        passwordPromptAnswered_.insert(key, ok);
+        answered_.insert(key, ok);
         if (ok) {
-            passwordPromptAnswers_.insert(key, text);
+            answers_.insert(key, text);
         } else {
-            passwordPromptAnswers_.remove(key);
+            answers_.remove(key);
         }
-        passwordPromptsOpen_.remove(key);
+        open_.remove(key);
     };
     QTimer::singleShot(0, &dialog, [&dialog] {
         SetNativeWindowIcons(static_cast<NativeWindowHandle>(dialog.winId()));
@@ -97,10 +97,10 @@ bool TavrinQtWindow::PromptProjectPassword(const ProjectEntry& entry, bool retry
         dialog.activateWindow();
     });
     dialog.exec();
-    if (passwordPromptsOpen_.contains(key)) {
+    if (open_.contains(key)) {
         // Closed without finishing (the window is being torn down): count it as cancelled.
-        passwordPromptAnswered_.insert(key, false);
-        passwordPromptsOpen_.remove(key);
+        answered_.insert(key, false);
+        open_.remove(key);
     }
     if (!answered) {
         return false;
@@ -109,15 +109,15 @@ bool TavrinQtWindow::PromptProjectPassword(const ProjectEntry& entry, bool retry
     return true;
 }
 
-void TavrinQtWindow::RememberProjectPassword(const QString& serverUrl, const QString& project,
-                                             const QString& password) {
-    controller_->RememberProjectPassword(serverUrl, project, password);
+void PasswordPrompter::ForgetOutcomes() {
+    answered_.clear();
+    answers_.clear();
 }
 
 // Quitting answers every open prompt with Cancel.
-void TavrinQtWindow::CancelOpenPrompts() {
+void PasswordPrompter::CancelOpen() {
     for (QInputDialog* dialog :
-         findChildren<QInputDialog*>(QStringLiteral("ProjectPasswordDialog"))) {
+         window_->findChildren<QInputDialog*>(QStringLiteral("ProjectPasswordDialog"))) {
         dialog->reject();
     }
 }
