@@ -31,7 +31,7 @@ SettingsDialogValues DialogValuesOf(const SettingsRecord& settings, bool autosta
 QString FollowChangedUrl(const QHash<QString, QString>& changedUrls, const QString& url);
 // A project or password key ("url|project") moved to its server's new address.
 QString MoveProjectKey(const QHash<QString, QString>& changedUrls, const QString& key);
-// Whether two lists name the same projects, whatever the case of their servers' addresses.
+// Whether two lists name the same projects, in any order and case.
 bool SameProjectKeys(const QStringList& a, const QStringList& b);
 
 // The selected servers after the server list was edited: those that were selected stay so; a
