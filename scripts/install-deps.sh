@@ -9,6 +9,8 @@ packages=(
   libclang-rt-14-dev llvm
   # engine libraries
   libcurl4-openssl-dev libssl-dev nlohmann-json3-dev
+  # the command lines of tavrin-cli and tavrin-server
+  libcli11-dev
   # server
   libboost-dev libboost-system-dev zlib1g-dev
   # tests and benchmarks (the peers of bench/ included)

@@ -3,6 +3,8 @@
 #include <iostream>
 
 #include "server/content_server.h"
+#include "server/publish_folder.h"
+#include "server/server_options.h"
 
 namespace {
 

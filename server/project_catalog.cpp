@@ -1,7 +1,6 @@
 #include "server/project_catalog.h"
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -13,8 +12,8 @@
 #include "i18n/utf8_conversion.h"
 #include "manifest/file_list_writer.h"
 #include "manifest/json_document.h"
-#include "net/percent_encoding.h"
 #include "server/folder_walk.h"
+#include "server/hash_cache_file.h"
 #include "sync/sha256.h"
 
 namespace tavrin::server {
@@ -35,19 +34,6 @@ double SecondsOf(std::int64_t nanoseconds) {
         rest += kNanosecondsPerSecond;
     }
     return static_cast<double>(seconds) + static_cast<double>(rest) / 1e9;
-}
-
-bool DigestFromHex(std::string_view hex, std::array<std::uint8_t, 32>& digest) {
-    if (hex.size() != 64) {
-        return false;
-    }
-    for (std::size_t i = 0; i < 32; ++i) {
-        if (std::from_chars(hex.data() + 2 * i, hex.data() + 2 * i + 2, digest[i], 16).ec !=
-            std::errc()) {
-            return false;
-        }
-    }
-    return true;
 }
 
 std::int64_t NowInSeconds() {
@@ -221,43 +207,11 @@ void ProjectCatalog::LoadState() {
     }
 }
 
-// One line per file: project, path (both percent-encoded), size, time in nanoseconds and the
-// hex digest, separated by tabs.
 void ProjectCatalog::LoadHashCache() {
-    const std::optional<std::string> text = ReadWholeFile(stateFolder_ / "hashes.txt");
-    if (!text) {
-        return;
-    }
     std::map<std::string, ProjectBuilder> builders;
-    std::string_view rest = *text;
-    while (!rest.empty()) {
-        const std::size_t end = rest.find('\n');
-        std::string_view line = rest.substr(0, end);
-        rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
-        std::string_view fields[5];
-        std::size_t count = 0;
-        while (count < 5) {
-            const std::size_t tab = line.find('\t');
-            fields[count++] = line.substr(0, tab);
-            if (tab == std::string_view::npos) {
-                break;
-            }
-            line = line.substr(tab + 1);
-        }
-        std::string project;
-        std::string path;
-        CatalogFile file;
-        if (count != 5 || !PercentDecode(fields[0], project) || !PercentDecode(fields[1], path) ||
-            std::from_chars(fields[2].data(), fields[2].data() + fields[2].size(), file.size).ec !=
-                std::errc() ||
-            std::from_chars(fields[3].data(), fields[3].data() + fields[3].size(), file.mtimeNs)
-                    .ec != std::errc() ||
-            !DigestFromHex(fields[4], file.digest)) {
-            continue;  // a damaged line costs one hash, nothing more
-        }
-        file.hashed = true;
-        builders[project].Add(path, file);
-    }
+    ReadHashCacheFile(stateFolder_,
+                      [&builders](const std::string& project, const std::string& path,
+                                  const CatalogFile& file) { builders[project].Add(path, file); });
     for (auto& [name, builder] : builders) {
         std::shared_ptr<Project> remembered = builder.Finish(name);
         const auto known = projects_.find(name);
@@ -279,20 +233,8 @@ void ProjectCatalog::Save() {
         return;
     }
     const auto projects = Projects();
-    std::string hashes;
     nlohmann::json states = nlohmann::json::object();
     for (const auto& [name, project] : projects) {
-        const std::string encodedName = PercentEncode(name);
-        for (const CatalogFile& file : project->files) {
-            if (!file.hashed) {
-                continue;
-            }
-            hashes += encodedName;
-            hashes += '\t';
-            hashes += PercentEncodeKeepingSlashes(project->PathOf(file));
-            hashes += '\t' + std::to_string(file.size) + '\t' + std::to_string(file.mtimeNs) +
-                      '\t' + project->HashOf(file) + '\n';
-        }
         states[name] = {{"etag", project->etag},
                         {"changed", project->changedAtRevision},
                         {"modified", project->lastModified}};
@@ -300,7 +242,7 @@ void ProjectCatalog::Save() {
     std::error_code ec;
     std::filesystem::create_directories(stateFolder_, ec);
     const bool written =
-        WriteFileReplacing(stateFolder_ / "hashes.txt", hashes) &&
+        WriteHashCacheFile(stateFolder_, projects) &&
         WriteFileReplacing(stateFolder_ / "state.json",
                            nlohmann::json({{"revision", Revision()}, {"projects", states}})
                                .dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));

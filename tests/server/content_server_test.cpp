@@ -10,6 +10,7 @@
 #include "net/change_feed.h"
 #include "net/http_request.h"
 #include "net/project_list.h"
+#include "server/server_options.h"
 #include "tests/support/content_server.h"
 #include "tests/support/http_fixture.h"
 #include "tests/support/tls_test_server.h"

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "server/content_server.h"
+#include "server/server_options.h"
 #include "tests/support/sandbox.h"
 
 namespace tavrin {

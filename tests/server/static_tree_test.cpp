@@ -9,6 +9,7 @@
 #include "net/change_feed.h"
 #include "server/content_server.h"
 #include "server/project_catalog.h"
+#include "server/publish_folder.h"
 #include "tests/support/http_fixture.h"
 #include "tests/support/sandbox.h"
 
