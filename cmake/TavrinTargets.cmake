@@ -22,32 +22,34 @@ function(tavrin_platform_sources target)
     endforeach()
 endfunction()
 
-# Fails the configuration when a Qt target reaches `target`, and records its sources so that
-# a test can prove none of them includes a Qt header.
-function(tavrin_check_qt_free target)
-    get_target_property(links ${target} LINK_LIBRARIES)
-    if(links)
+# Fails the configuration when a Qt target reaches the targets `tavrin_<layer>` of the given
+# layers, and records their sources in `<name>_sources.txt` so that a test can prove none of
+# them includes a Qt header.
+function(tavrin_check_qt_free name)
+    set(files "")
+    foreach(layer IN LISTS ARGN)
+        set(target tavrin_${layer})
+        get_target_property(links ${target} LINK_LIBRARIES)
         foreach(link IN LISTS links)
             if(link MATCHES "^Qt[0-9]*::")
                 message(FATAL_ERROR "${target} must stay free of Qt but links ${link}")
             endif()
         endforeach()
-    endif()
-    get_target_property(sources ${target} SOURCES)
-    get_target_property(sourceDir ${target} SOURCE_DIR)
-    set(files "")
-    foreach(source IN LISTS sources)
-        cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${sourceDir} OUTPUT_VARIABLE absolute)
-        list(APPEND files ${absolute})
-        # The headers beside each source belong to the engine too.
-        cmake_path(REPLACE_EXTENSION absolute LAST_ONLY ".h" OUTPUT_VARIABLE header)
-        string(REGEX REPLACE "_(win|posix)\\.h$" ".h" header "${header}")
-        if(EXISTS ${header})
-            list(APPEND files ${header})
-        endif()
+        get_target_property(sources ${target} SOURCES)
+        get_target_property(sourceDir ${target} SOURCE_DIR)
+        foreach(source IN LISTS sources)
+            cmake_path(ABSOLUTE_PATH source BASE_DIRECTORY ${sourceDir} OUTPUT_VARIABLE absolute)
+            list(APPEND files ${absolute})
+            # The headers beside each source belong to the engine too.
+            cmake_path(REPLACE_EXTENSION absolute LAST_ONLY ".h" OUTPUT_VARIABLE header)
+            string(REGEX REPLACE "_(win|posix)\\.h$" ".h" header "${header}")
+            if(EXISTS ${header})
+                list(APPEND files ${header})
+            endif()
+        endforeach()
     endforeach()
     list(REMOVE_DUPLICATES files)
-    file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/${target}_sources.txt CONTENT "$<JOIN:${files},\n>\n")
+    file(GENERATE OUTPUT ${CMAKE_BINARY_DIR}/${name}_sources.txt CONTENT "$<JOIN:${files},\n>\n")
 endfunction()
 
 # Compiles the given data files into `target` behind a function `symbol()` declared by the

@@ -1,0 +1,2 @@
+// Sources in a folder no line names.
+#include "sync/run.h"

@@ -1,0 +1,2 @@
+// An engine file reaching up into the window.
+#include "ui/window.h"

@@ -1,0 +1,2 @@
+// The window may include the engine.
+#include "sync/run.h"
