@@ -1,0 +1,108 @@
+#include "settings_dialog/general_page.h"
+
+#include <QCheckBox>
+#include <QDir>
+#include <QFileDialog>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+#include "sync/path_safety.h"
+#include "widgets/ui_text.h"
+
+namespace tavrin {
+
+GeneralPage::GeneralPage() : SettingsPage("SettingsGeneralTab", "dialog.tab_general") {
+    Layout()->addWidget(TranslatedLabel("section.target_folder", "SectionTitle"));
+    auto* row = new QHBoxLayout;
+    folder_ = new QLineEdit(this);
+    folder_->setObjectName(QStringLiteral("SettingsTargetFolderEdit"));
+    Translate(folder_, "placeholder.assetto_corsa_folder");
+    auto* browse = new QPushButton(this);
+    browse->setObjectName(QStringLiteral("SecondaryButton"));
+    Translate(browse, "button.browse");
+    row->addWidget(folder_, 1);
+    row->addWidget(browse);
+    Layout()->addLayout(row);
+    Layout()->addWidget(TranslatedLabel("dialog.target_folder_hint", "HintLabel"));
+    validation_ = new QCheckBox(this);
+    validation_->setObjectName(QStringLiteral("SettingsTargetValidationCheck"));
+    Translate(validation_, "dialog.target_validation_checkbox");
+    Layout()->addWidget(validation_);
+    Layout()->addWidget(TranslatedLabel("dialog.target_validation_hint", "HintLabel"));
+    validationOffWarning_ =
+        TranslatedLabel("dialog.target_validation_disabled_warning", "DangerHintLabel");
+    folderWarning_ = TranslatedLabel("dialog.target_folder_warning", "DangerHintLabel");
+    Layout()->addWidget(validationOffWarning_);
+    Layout()->addWidget(folderWarning_);
+    Layout()->addSpacing(8);
+    Layout()->addWidget(TranslatedLabel("section.http_security", "SectionTitle"));
+    httpLock_ = new QCheckBox(this);
+    httpLock_->setObjectName(QStringLiteral("SettingsHttpLockCheck"));
+    Translate(httpLock_, "dialog.http_lock_checkbox");
+    Layout()->addWidget(httpLock_);
+    Layout()->addWidget(TranslatedLabel("dialog.http_lock_hint", "HintLabel"));
+    httpWarning_ = TranslatedLabel("dialog.http_unencrypted_warning", "DangerHintLabel");
+    Layout()->addWidget(httpWarning_);
+    Layout()->addStretch(1);
+
+    connect(browse, &QPushButton::clicked, this, &GeneralPage::Browse);
+    connect(folder_, &QLineEdit::textChanged, this, &GeneralPage::RefreshWarnings);
+    connect(httpLock_, &QCheckBox::toggled, this, &GeneralPage::RefreshWarnings);
+}
+
+void GeneralPage::Fill(const SettingsDialogValues& values) {
+    folder_->setText(QDir::toNativeSeparators(values.targetPath.trimmed()));
+    validation_->setChecked(values.targetValidationEnabled);
+    httpLock_->setChecked(values.httpLockEnabled);
+    // Connected after filling: only the player's own switching off deserves the warning box.
+    connect(validation_, &QCheckBox::toggled, this, [this](bool checked) {
+        RefreshWarnings();
+        if (!checked) {
+            Warn("title.target_folder", Text("dialog.target_validation_disabled_message"));
+        }
+    });
+    RefreshWarnings();
+}
+
+void GeneralPage::Collect(SettingsDialogValues& values) const {
+    values.targetPath = Folder();
+    values.targetValidationEnabled = validation_->isChecked();
+    values.httpLockEnabled = httpLock_->isChecked();
+}
+
+bool GeneralPage::HttpLocked() const {
+    return httpLock_->isChecked();
+}
+
+bool GeneralPage::TargetUsable() const {
+    return IsUsableTargetFolder(Folder().toStdWString(), validation_->isChecked());
+}
+
+QString GeneralPage::Folder() const {
+    return QDir::toNativeSeparators(folder_->text().trimmed());
+}
+
+void GeneralPage::Browse() {
+    QFileDialog chooser(window(), Text("dialog.choose_target_folder"), folder_->text());
+    chooser.setFileMode(QFileDialog::Directory);
+    chooser.setOptions(QFileDialog::ShowDirsOnly | QFileDialog::DontUseNativeDialog);
+    if (chooser.exec() != QDialog::Accepted || chooser.selectedFiles().isEmpty()) {
+        return;
+    }
+    folder_->setText(QDir::toNativeSeparators(chooser.selectedFiles().constFirst()));
+}
+
+void GeneralPage::RefreshWarnings() {
+    const QString folder = Folder();
+    const bool validation = validation_->isChecked();
+    validationOffWarning_->setVisible(!validation);
+    folderWarning_->setVisible(validation && !folder.isEmpty() &&
+                               !IsUsableTargetFolder(folder.toStdWString(), true));
+    httpWarning_->setVisible(!httpLock_->isChecked());
+    emit Changed();
+}
+
+}  // namespace tavrin
