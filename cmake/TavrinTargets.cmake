@@ -74,3 +74,11 @@ function(tavrin_embed_files target symbol)
     add_dependencies(${target} ${symbol}_generated)
     target_sources(${target} PRIVATE ${output})
 endfunction()
+
+# A target of the window: moc, and Qt's stricter rules. No QString from a bare char* (its
+# encoding must be said), and no connect without a context object, which ends the connection
+# when it goes.
+function(tavrin_qt_target target)
+    set_target_properties(${target} PROPERTIES AUTOMOC ON)
+    target_compile_definitions(${target} PRIVATE QT_NO_CAST_FROM_ASCII QT_NO_CONTEXTLESS_CONNECT)
+endfunction()

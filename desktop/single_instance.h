@@ -20,8 +20,9 @@ inline constexpr const wchar_t* kShowMainWindowMessageName = L"Tavrin.ShowMainWi
 // "Local\Tavrin.SingleInstance" and wakes the first instance with a posted broadcast; Linux
 // listens on a per-user local socket (a stale one left by a crash is taken over) and the
 // second start sends "show" through it.
-class SingleInstance : public QObject {
+class SingleInstance final : public QObject {
     Q_OBJECT
+    Q_DISABLE_COPY_MOVE(SingleInstance)
 public:
     SingleInstance();
     ~SingleInstance() override;

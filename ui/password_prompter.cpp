@@ -22,6 +22,8 @@ constexpr int kWaitRoundMs = 25;
 // dialog's, and exec() cannot return before that request has its answer. An empty answer is
 // refused in place, with the dialog staying open under the normal question.
 class PasswordDialog final : public QInputDialog {
+    Q_DISABLE_COPY_MOVE(PasswordDialog)
+
 public:
     using QInputDialog::QInputDialog;
     std::function<void()> onEmptyAnswer;

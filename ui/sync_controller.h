@@ -77,11 +77,10 @@ struct PasswordQuestions {
 // it and shows what it signals; faults of a player's day are recovered here.
 class SyncController final : public QObject {
     Q_OBJECT
+    Q_DISABLE_COPY_MOVE(SyncController)
 public:
     SyncController(SettingsRecord& settings, QString clientId, QObject* parent = nullptr);
     ~SyncController() override;
-    SyncController(const SyncController&) = delete;
-    SyncController& operator=(const SyncController&) = delete;
 
     void SetPasswordQuestions(PasswordQuestions questions) { questions_ = std::move(questions); }
 
