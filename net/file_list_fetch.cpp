@@ -72,46 +72,75 @@ std::wstring FileListHeaders(const std::wstring& password, const std::wstring& e
     return headers;
 }
 
-bool FetchFileList(HttpSession& session, std::wstring_view serverText, const std::string& project,
-                   ProjectPasswords& passwords, const PasswordPrompt& prompt, bool forceFull,
-                   const std::atomic<bool>* cancelFlag, std::vector<FileListEntry>& entries,
-                   bool& fromCache, std::wstring& errorText) {
-    fromCache = false;
-    const std::wstring projectText = Utf8ToWide(project);
-    const std::wstring path = L"/file_list/" + Utf8ToWide(PercentEncode(project));
-    const CachedManifest cached = ReadManifestCache(serverText, project);
+namespace {
 
-    Answer answer;
-    int prompts = 0;
-    while (true) {
+// Asks for the list until the server takes the password, the player gives up, or the third
+// prompt has been answered (the 401 then stands; the last password is kept for the next run).
+bool RequestWithPasswords(HttpSession& session, const std::wstring& path,
+                          const std::string& project, const CachedManifest& cached,
+                          ProjectPasswords& passwords, const PasswordPrompt& prompt, bool forceFull,
+                          const std::atomic<bool>* cancelFlag, Answer& answer,
+                          std::wstring& errorText) {
+    for (int prompts = 0;;) {
         const std::wstring headers = FileListHeaders(PasswordFor(passwords, project), cached.etag,
                                                      cached.lastModified, forceFull);
         if (!Request(session, path, headers, cancelFlag, answer, errorText)) {
             return false;
         }
         if (answer.status != 401) {
-            break;
+            return true;
         }
         const bool passwordSent = !PasswordFor(passwords, project).empty();
         std::wstring entered;
         if (!prompt.ask || !prompt.ask(project, passwordSent, entered)) {
             errorText = FillPlaceholders(TrWide(passwordSent ? "error.project_password_invalid"
                                                              : "error.project_password_required"),
-                                         {projectText});
+                                         {Utf8ToWide(project)});
             return false;
         }
         passwords[project] = entered;
         if (prompt.remember) {
             prompt.remember(project, entered);
         }
-        // After the third prompt the 401 stands; the last password is kept for the next run.
         if (++prompts >= kMostPrompts) {
-            break;
+            return true;
         }
     }
+}
 
+// A whole list that came: read, and kept with its validators for the next conditional request.
+bool TakeWholeList(std::wstring_view serverText, const std::string& project,
+                   const CachedManifest& cached, const Answer& answer,
+                   std::vector<FileListEntry>& entries, std::wstring& errorText) {
     FileListReadError readError;
+    if (!ReadList(answer.body, entries, readError)) {
+        errorText = FillPlaceholders(TrWide("error.file_list_invalid_for_project"),
+                                     {Utf8ToWide(project), Utf8ToWide(readError.message)});
+        return false;
+    }
+    const bool hasValidators = !answer.etag.empty() || !answer.lastModified.empty();
+    std::wstring ignored;
+    WriteManifestCache(serverText, project, answer.body, hasValidators ? answer.etag : cached.etag,
+                       hasValidators ? answer.lastModified : cached.lastModified, ignored);
+    return true;
+}
+
+}  // namespace
+
+bool FetchFileList(HttpSession& session, std::wstring_view serverText, const std::string& project,
+                   ProjectPasswords& passwords, const PasswordPrompt& prompt, bool forceFull,
+                   const std::atomic<bool>* cancelFlag, std::vector<FileListEntry>& entries,
+                   bool& fromCache, std::wstring& errorText) {
+    fromCache = false;
+    const std::wstring path = L"/file_list/" + Utf8ToWide(PercentEncode(project));
+    const CachedManifest cached = ReadManifestCache(serverText, project);
+    Answer answer;
+    if (!RequestWithPasswords(session, path, project, cached, passwords, prompt, forceFull,
+                              cancelFlag, answer, errorText)) {
+        return false;
+    }
     if (answer.status == 304) {
+        FileListReadError readError;
         if (!cached.body.empty() && ReadList(cached.body, entries, readError)) {
             fromCache = true;
             return true;
@@ -124,20 +153,10 @@ bool FetchFileList(HttpSession& session, std::wstring_view serverText, const std
         }
     }
     if (answer.status == 200) {
-        if (!ReadList(answer.body, entries, readError)) {
-            errorText = FillPlaceholders(TrWide("error.file_list_invalid_for_project"),
-                                         {projectText, Utf8ToWide(readError.message)});
-            return false;
-        }
-        const bool hasValidators = !answer.etag.empty() || !answer.lastModified.empty();
-        std::wstring ignored;
-        WriteManifestCache(serverText, project, answer.body,
-                           hasValidators ? answer.etag : cached.etag,
-                           hasValidators ? answer.lastModified : cached.lastModified, ignored);
-        return true;
+        return TakeWholeList(serverText, project, cached, answer, entries, errorText);
     }
     errorText = FillPlaceholders(TrWide("error.file_list_http_for_project"),
-                                 {projectText, std::to_wstring(answer.status)});
+                                 {Utf8ToWide(project), std::to_wstring(answer.status)});
     return false;
 }
 

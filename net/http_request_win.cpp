@@ -107,17 +107,18 @@ struct Sink {
     bool toFile = false;
 };
 
-}  // namespace
+// What the answer's headers say of its body.
+struct BodyHeaders {
+    bool gzip = false;
+    bool lengthKnown = false;
+    unsigned long long length = 0;
+};
 
-bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpResult& result,
-                        std::wstring& errorText) {
-    result = HttpResult{};
-    if (!session.connection) {
-        SetLastError(ERROR_INVALID_HANDLE);
-        return FailWithCode(errorText, "error.winhttp_open_request_failed");
-    }
+// Opens the request on the session's connection, watched for the cancel, and sends it; true
+// once the answer's headers are in.
+bool SendRequest(const HttpSession& session, const HttpRequest& options, RequestHandle& request,
+                 std::wstring& errorText) {
     const std::wstring path = JoinRequestPath(session.endpoint.basePath, options.endpointPath);
-    RequestHandle request;
     request.handle =
         WinHttpOpenRequest(session.connection->connect, options.verb.c_str(), path.c_str(), nullptr,
                            WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES,
@@ -137,7 +138,6 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
     WinHttpSetOption(request.handle, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &headerWait,
                      sizeof headerWait);
     SetRedirectPolicy(request.handle, options);
-
     const std::wstring headers =
         BuildRequestHeaders(session.clientId, options.extraHeaders, session.decompression);
     if (!WinHttpSendRequest(request.handle, headers.c_str(), static_cast<DWORD>(-1L),
@@ -147,30 +147,38 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
     if (!WinHttpReceiveResponse(request.handle, nullptr)) {
         return FailOrCancelled(options, errorText, "error.winhttp_receive_response_failed");
     }
+    return true;
+}
+
+bool ReadAnswerHeaders(HINTERNET request, const HttpRequest& options, HttpResult& result,
+                       BodyHeaders& body, std::wstring& errorText) {
     DWORD status = 0;
     DWORD statusSize = sizeof status;
-    if (!WinHttpQueryHeaders(request.handle, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+    if (!WinHttpQueryHeaders(request, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
                              WINHTTP_HEADER_NAME_BY_INDEX, &status, &statusSize,
                              WINHTTP_NO_HEADER_INDEX)) {
         return FailOrCancelled(options, errorText, "error.http_status_read_failed");
     }
     result.status = status;
     if (options.outETag != nullptr) {
-        *options.outETag = ReadHeader(request.handle, WINHTTP_QUERY_ETAG);
+        *options.outETag = ReadHeader(request, WINHTTP_QUERY_ETAG);
     }
     if (options.outLastModified != nullptr) {
-        *options.outLastModified = ReadHeader(request.handle, WINHTTP_QUERY_LAST_MODIFIED);
+        *options.outLastModified = ReadHeader(request, WINHTTP_QUERY_LAST_MODIFIED);
     }
-    std::wstring encoding = ReadHeader(request.handle, WINHTTP_QUERY_CONTENT_ENCODING);
+    std::wstring encoding = ReadHeader(request, WINHTTP_QUERY_CONTENT_ENCODING);
     std::transform(encoding.begin(), encoding.end(), encoding.begin(),
                    [](wchar_t c) { return static_cast<wchar_t>(std::towlower(c)); });
-    const bool gzip = encoding.find(L"gzip") != std::wstring::npos;
-    const std::wstring lengthText = ReadHeader(request.handle, WINHTTP_QUERY_CONTENT_LENGTH);
+    body.gzip = encoding.find(L"gzip") != std::wstring::npos;
+    const std::wstring lengthText = ReadHeader(request, WINHTTP_QUERY_CONTENT_LENGTH);
     wchar_t* lengthEnd = nullptr;
-    const unsigned long long length = std::wcstoull(lengthText.c_str(), &lengthEnd, 10);
-    const bool lengthKnown = !lengthText.empty() && lengthEnd != nullptr && *lengthEnd == 0;
+    body.length = std::wcstoull(lengthText.c_str(), &lengthEnd, 10);
+    body.lengthKnown = !lengthText.empty() && lengthEnd != nullptr && *lengthEnd == 0;
+    return true;
+}
 
-    Sink sink;
+// Where the body goes: the caller's open file, a file to open now, a string, or nowhere.
+bool OpenSink(const HttpRequest& options, Sink& sink, std::wstring& errorText) {
     if (options.outFile != nullptr) {
         sink.toFile = true;
         sink.out = options.outFile;
@@ -187,7 +195,11 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
         sink.body->clear();
         sink.body->reserve(kChunk);
     }
+    return true;
+}
 
+bool ReadBody(HINTERNET request, const HttpRequest& options, Sink& sink, HttpResult& result,
+              std::wstring& errorText) {
     std::vector<char> buffer(kChunk);
     std::uint64_t total = 0;
     while (true) {
@@ -196,18 +208,16 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
             return false;
         }
         DWORD available = 0;
-        if (!WinHttpQueryDataAvailable(request.handle, &available)) {
+        if (!WinHttpQueryDataAvailable(request, &available)) {
             return FailOrCancelled(options, errorText, "error.winhttp_query_data_available_failed");
         }
-        if (available == 0) {
-            break;
-        }
         DWORD read = 0;
-        if (!WinHttpReadData(request.handle, buffer.data(), std::min(available, kChunk), &read)) {
+        if (available > 0 &&
+            !WinHttpReadData(request, buffer.data(), std::min(available, kChunk), &read)) {
             return FailOrCancelled(options, errorText, "error.winhttp_read_data_failed");
         }
         if (read == 0) {
-            break;
+            return true;
         }
         if (options.bodyLimit && total + read > *options.bodyLimit) {
             result.bytesRead = total;
@@ -215,21 +225,39 @@ bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpRe
             SetLastError(ERROR_FILE_TOO_LARGE);
             return FailWithCode(errorText, "error.winhttp_read_data_failed");
         }
-        if (sink.toFile) {
-            if (!sink.out->Write(buffer.data(), read)) {
-                errorText = TrWide("error.file_write_failed");
-                return false;
-            }
-        } else if (sink.body != nullptr) {
+        if (sink.toFile && !sink.out->Write(buffer.data(), read)) {
+            errorText = TrWide("error.file_write_failed");
+            return false;
+        }
+        if (!sink.toFile && sink.body != nullptr) {
             sink.body->append(buffer.data(), read);
         }
         total += read;
         result.bytesRead = total;
     }
+}
+
+}  // namespace
+
+bool ExecuteHttpRequest(HttpSession& session, const HttpRequest& options, HttpResult& result,
+                        std::wstring& errorText) {
+    result = HttpResult{};
+    if (!session.connection) {
+        SetLastError(ERROR_INVALID_HANDLE);
+        return FailWithCode(errorText, "error.winhttp_open_request_failed");
+    }
+    RequestHandle request;
+    BodyHeaders body;
+    Sink sink;
+    if (!SendRequest(session, options, request, errorText) ||
+        !ReadAnswerHeaders(request.handle, options, result, body, errorText) ||
+        !OpenSink(options, sink, errorText) ||
+        !ReadBody(request.handle, options, sink, result, errorText)) {
+        return false;
+    }
     sink.file.Close();
-    result.bytesRead = total;
-    result.info.gzipEncoded = gzip;
-    result.info.declaredLength = lengthKnown && !gzip ? length : 0;
+    result.info.gzipEncoded = body.gzip;
+    result.info.declaredLength = body.lengthKnown && !body.gzip ? body.length : 0;
     result.info.bodyBytesInMemory = !sink.toFile && sink.body != nullptr ? sink.body->size() : 0;
     return true;
 }

@@ -146,38 +146,50 @@ bool StaticTree::PublishFiles(const Project& project, const Project* before,
             error = Problem(dest.parent_path());
             return false;
         }
-        const std::filesystem::path temporary =
-            dest.parent_path() / (".tavrin-publish-" + std::to_string(++staging_));
+        if (!PlaceFile(folder, name, file, dest, error)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Links the listed file into the tree under a temporary name, or copies it where it cannot be
+// linked, then renames it into place. A file gone since the scan, or one that cannot be read,
+// is passed over; false only when the tree itself cannot be written.
+bool StaticTree::PlaceFile(const NativeHandle& folder, const std::string& name,
+                           const CatalogFile& file, const std::filesystem::path& dest,
+                           std::string& error) {
+    const std::filesystem::path temporary =
+        dest.parent_path() / (".tavrin-publish-" + std::to_string(++staging_));
+    ::unlink(temporary.c_str());
+    // linkat without AT_SYMLINK_FOLLOW links the name itself, never a link's target.
+    if (::linkat(static_cast<int>(folder.Get()), name.c_str(), AT_FDCWD, temporary.c_str(), 0) ==
+        0) {
+        ++counts_.linked;
+    } else if (errno == ENOENT) {
+        return true;  // gone since the scan
+    } else if (const CopyOutcome copy = CopyInto(folder, name, temporary, file.mtimeNs);
+               copy == CopyOutcome::kCopied) {
+        ++counts_.copied;
+    } else {
         ::unlink(temporary.c_str());
-        // linkat without AT_SYMLINK_FOLLOW links the name itself, never a link's target.
-        if (::linkat(static_cast<int>(folder.Get()), name.c_str(), AT_FDCWD, temporary.c_str(),
-                     0) == 0) {
-            ++counts_.linked;
-        } else if (errno == ENOENT) {
-            continue;  // gone since the scan
-        } else if (const CopyOutcome copy = CopyInto(folder, name, temporary, file.mtimeNs);
-                   copy == CopyOutcome::kCopied) {
-            ++counts_.copied;
-        } else {
-            ::unlink(temporary.c_str());
-            if (copy == CopyOutcome::kSourceFailed) {
-                ++counts_.skipped;
-                continue;
-            }
-            error = Problem(dest);
-            return false;
+        if (copy == CopyOutcome::kSourceFailed) {
+            ++counts_.skipped;
+            return true;
         }
-        // A folder the root has since replaced by this file goes first.
-        struct stat info {};
-        std::error_code ec;
-        if (::lstat(dest.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
-            std::filesystem::remove_all(dest, ec);
-        }
-        if (::rename(temporary.c_str(), dest.c_str()) != 0) {
-            error = Problem(dest);
-            ::unlink(temporary.c_str());
-            return false;
-        }
+        error = Problem(dest);
+        return false;
+    }
+    // A folder the root has since replaced by this file goes first.
+    struct stat info {};
+    std::error_code ec;
+    if (::lstat(dest.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) {
+        std::filesystem::remove_all(dest, ec);
+    }
+    if (::rename(temporary.c_str(), dest.c_str()) != 0) {
+        error = Problem(dest);
+        ::unlink(temporary.c_str());
+        return false;
     }
     return true;
 }

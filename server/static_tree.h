@@ -8,6 +8,7 @@
 #include <string>
 
 #include "server/project_catalog.h"
+#include "sync/folder_handle.h"
 
 namespace tavrin::server {
 
@@ -44,6 +45,8 @@ public:
 private:
     bool PublishFiles(const Project& project, const Project* before,
                       const std::filesystem::path& root, std::string& error);
+    bool PlaceFile(const NativeHandle& folder, const std::string& name, const CatalogFile& file,
+                   const std::filesystem::path& dest, std::string& error);
     void RemoveUnlisted(const Project& project, const Project* before);
     void RemoveLeftOverProjects(const std::map<std::string, std::shared_ptr<const Project>>& kept);
     bool WriteList(const std::string& name, const std::string& bytes, bool gzipped,

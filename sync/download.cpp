@@ -229,14 +229,25 @@ bool VerifyDownload(const FileListEntry& record, const NativeHandle& folder,
     return true;
 }
 
-bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, HttpSession& session,
-                  std::wstring& errorText, std::uint64_t& bytesWritten) {
-    bytesWritten = 0;
-    TargetTree& tree = *context.tree;
-    // The folder is held open until the file is in place: a swap of it, or of any folder
-    // above it, for a link cannot redirect the writes, the move or the time set.
-    std::shared_ptr<const NativeHandle> folderHandle;
-    const FolderOpenResult opened = tree.OpenFolder(item.local.folder, true, folderHandle);
+namespace {
+
+// How one attempt at a file ended.
+enum class AttemptEnd { kDone, kGiveUp, kRetry, kRetryNow };
+
+// One file on its way: what each attempt at it needs.
+struct FileDownload {
+    const SyncWorkItem& item;
+    const DownloadContext& context;
+    const NativeHandle& folder;  // held open until the file is in place
+    std::string temporary;
+    std::wstring temporaryPath;
+};
+
+// The folder is held open until the file is in place: a swap of it, or of any folder above
+// it, for a link cannot redirect the writes, the move or the time set.
+bool OpenFileFolder(const SyncWorkItem& item, TargetTree& tree,
+                    std::shared_ptr<const NativeHandle>& folder, std::wstring& errorText) {
+    const FolderOpenResult opened = tree.OpenFolder(item.local.folder, true, folder);
     if (opened.outcome == FolderOutcome::kLink) {
         errorText = FillPlaceholders(TrWide("error.file_path_left_target_blocked"),
                                      {Utf8ToWide(item.record.relativePath)});
@@ -247,117 +258,149 @@ bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, Http
                                      {tree.LocalPath(item.local.folder, item.local.leaf)});
         return false;
     }
-    const NativeHandle& folder = *folderHandle;
+    return true;
+}
+
+// Sends the request with the body going into a new temporary file, hashed as it is written
+// so that verifying needs no second read. True when the server answered.
+bool FetchIntoTemporary(const FileDownload& file, HttpSession& session,
+                        const std::wstring& password, Sha256Stream& streamed, HttpResult& result,
+                        std::wstring& requestError) {
+    OutputFile output;
+    if (!file.item.record.hash.empty()) {
+        output.SetObserver(
+            [&streamed](const char* data, std::size_t size) { streamed.Update(data, size); });
+    }
+    NativeHandle created;
+    std::uint32_t createError = 0;  // the text names the file; the code adds nothing
+    if (!CreateNewFile(file.folder, file.temporary, created, createError)) {
+        requestError =
+            FillPlaceholders(TrWide("error.temp_file_create_failed"), {file.temporaryPath});
+        return false;
+    }
+    output.Adopt(created.Release());
+    HttpRequest request;
+    request.endpointPath = DownloadPath(file.item);
+    request.outFile = &output;
+    request.cancelFlag = file.context.cancelFlag;
+    request.bodyLimit = file.item.record.size;
+    if (!password.empty()) {
+        request.extraHeaders = L"X-Project-Password: " + HeaderSafePassword(password) + L"\r\n";
+    }
+    const bool exchanged = ExecuteHttpRequest(session, request, result, requestError);
+    output.Close();
+    // An oversized error page was cut off too; its status still decides what happens.
+    return exchanged || (result.bodyLimitExceeded && result.status != 200 && result.status != 0);
+}
+
+// Gives up with the cancel, or with the last error once the attempts are spent.
+AttemptEnd RetryOrGiveUp(const FileDownload& file, int attempt, const std::wstring& lastError,
+                         std::wstring& errorText) {
+    if (Cancelled(file.context.cancelFlag)) {
+        errorText = TrWide("error.sync_cancelled");
+        return AttemptEnd::kGiveUp;
+    }
+    if (attempt >= kMostAttempts) {
+        errorText = lastError;
+        return AttemptEnd::kGiveUp;
+    }
+    return AttemptEnd::kRetry;
+}
+
+// A 200: the temporary file is verified and moved over the file it replaces.
+AttemptEnd MoveIntoPlace(const FileDownload& file, Sha256Stream& streamed, int attempt,
+                         std::wstring& lastError, std::wstring& errorText) {
+    const FileListEntry& record = file.item.record;
+    int failureCode = 0;
+    std::uint32_t moveError = 0;
+    std::string digest;
+    const bool hashed = !record.hash.empty() && streamed.Finish(digest);
+    if (!VerifyDownload(record, file.folder, file.temporary, file.temporaryPath,
+                        file.context.cancelFlag, lastError, failureCode,
+                        hashed ? &digest : nullptr)) {
+        DeleteFileAt(file.folder, file.temporary);
+    } else if (ReplaceFileAt(file.folder, file.temporary, file.item.local.leaf, moveError)) {
+        SetFileTimeAt(file.folder, file.item.local.leaf, record.mtime);
+        return AttemptEnd::kDone;
+    } else {
+        DeleteFileAt(file.folder, file.temporary);
+        lastError = FormatSystemError("error.atomic_replace_failed", moveError);
+    }
+    return RetryOrGiveUp(file, attempt, lastError, errorText);
+}
+
+AttemptEnd AttemptDownload(const FileDownload& file, HttpSession& session, int attempt,
+                           std::wstring& lastError, std::wstring& errorText,
+                           std::uint64_t& bytesWritten) {
+    DeleteFileAt(file.folder, file.temporary);
+    const std::wstring password = PasswordOf(file.context.passwords, file.item.project);
+    Sha256Stream streamed;
+    HttpResult result;
+    std::wstring requestError;
+    if (!FetchIntoTemporary(file, session, password, streamed, result, requestError)) {
+        DeleteFileAt(file.folder, file.temporary);
+        // A body longer than the file is cut off as it arrives: a size mismatch.
+        lastError = result.bodyLimitExceeded
+                        ? SizeMismatch(file.item.record, file.item.record.size + 1)
+                        : requestError;
+        return RetryOrGiveUp(file, attempt, lastError, errorText);
+    }
+    if (result.status == 401) {
+        DeleteFileAt(file.folder, file.temporary);
+        return ObtainPassword(file.context, file.item.project, password, errorText) ==
+                       PasswordOutcome::kFail
+                   ? AttemptEnd::kGiveUp
+                   : AttemptEnd::kRetryNow;
+    }
+    if (result.status == 200) {
+        const AttemptEnd end = MoveIntoPlace(file, streamed, attempt, lastError, errorText);
+        bytesWritten = end == AttemptEnd::kDone ? result.bytesRead : 0;
+        return end;
+    }
+    DeleteFileAt(file.folder, file.temporary);
+    lastError =
+        FillPlaceholders(TrWide("error.download_http_for_file"),
+                         {std::to_wstring(result.status),
+                          Utf8ToWide(file.item.project + "/" + file.item.record.relativePath)});
+    if (!IsRetriedStatus(result.status) || attempt >= kMostAttempts) {
+        errorText = lastError;
+        return AttemptEnd::kGiveUp;
+    }
+    return AttemptEnd::kRetry;
+}
+
+}  // namespace
+
+bool DownloadFile(const SyncWorkItem& item, const DownloadContext& context, HttpSession& session,
+                  std::wstring& errorText, std::uint64_t& bytesWritten) {
+    bytesWritten = 0;
+    std::shared_ptr<const NativeHandle> folder;
+    if (!OpenFileFolder(item, *context.tree, folder, errorText)) {
+        return false;
+    }
     const std::string temporary = item.local.leaf + WideToUtf8(kTemporaryFileSuffix);
-    const auto temporaryPath = [&] { return tree.LocalPath(item.local.folder, temporary); };
-    const std::wstring requestPath = DownloadPath(item);
+    const FileDownload file{item, context, *folder, temporary,
+                            context.tree->LocalPath(item.local.folder, temporary)};
     std::wstring lastError;
-    int attempt = 1;
-    while (true) {
+    for (int attempt = 1;; ++attempt) {
         if (Cancelled(context.cancelFlag)) {
-            DeleteFileAt(folder, temporary);
+            DeleteFileAt(*folder, temporary);
             errorText = TrWide("error.sync_cancelled");
             return false;
         }
-        DeleteFileAt(folder, temporary);
-        const std::wstring password = PasswordOf(context.passwords, item.project);
-        // The bytes are hashed as they are written, so verifying needs no second read.
-        Sha256Stream streamed;
-        OutputFile output;
-        if (!item.record.hash.empty()) {
-            output.SetObserver(
-                [&streamed](const char* data, std::size_t size) { streamed.Update(data, size); });
+        const AttemptEnd end =
+            AttemptDownload(file, session, attempt, lastError, errorText, bytesWritten);
+        if (end == AttemptEnd::kDone || end == AttemptEnd::kGiveUp) {
+            return end == AttemptEnd::kDone;
         }
-        NativeHandle created;
-        std::uint32_t createError = 0;  // the text names the file; the code adds nothing
-        const bool createdFile = CreateNewFile(folder, temporary, created, createError);
-        if (createdFile) {
-            output.Adopt(created.Release());
-        }
-        HttpRequest request;
-        request.endpointPath = requestPath;
-        request.outFile = &output;
-        request.cancelFlag = context.cancelFlag;
-        request.bodyLimit = item.record.size;
-        if (!password.empty()) {
-            request.extraHeaders = L"X-Project-Password: " + HeaderSafePassword(password) + L"\r\n";
-        }
-        HttpResult result;
-        std::wstring requestError;
-        bool retryNow = false;
-        const bool exchanged =
-            createdFile && ExecuteHttpRequest(session, request, result, requestError);
-        output.Close();
-        if (!createdFile) {
-            requestError =
-                FillPlaceholders(TrWide("error.temp_file_create_failed"), {temporaryPath()});
-        }
-        // An oversized error page was cut off too; its status still decides what happens.
-        const bool answered =
-            exchanged || (result.bodyLimitExceeded && result.status != 200 && result.status != 0);
-        if (!answered) {
-            DeleteFileAt(folder, temporary);
-            if (Cancelled(context.cancelFlag)) {
-                errorText = TrWide("error.sync_cancelled");
-                return false;
-            }
-            // A body longer than the file is cut off as it arrives: a size mismatch.
-            lastError = result.bodyLimitExceeded ? SizeMismatch(item.record, item.record.size + 1)
-                                                 : requestError;
-            if (attempt >= kMostAttempts) {
-                errorText = lastError;
-                return false;
-            }
-        } else if (result.status == 401) {
-            DeleteFileAt(folder, temporary);
-            if (ObtainPassword(context, item.project, password, errorText) ==
-                PasswordOutcome::kFail) {
-                return false;
-            }
-            retryNow = true;
-        } else if (result.status == 200) {
-            int failureCode = 0;
-            std::uint32_t moveError = 0;
-            std::string digest;
-            const bool hashed = !item.record.hash.empty() && streamed.Finish(digest);
-            if (!VerifyDownload(item.record, folder, temporary, temporaryPath(), context.cancelFlag,
-                                lastError, failureCode, hashed ? &digest : nullptr)) {
-                DeleteFileAt(folder, temporary);
-            } else if (ReplaceFileAt(folder, temporary, item.local.leaf, moveError)) {
-                bytesWritten = result.bytesRead;
-                SetFileTimeAt(folder, item.local.leaf, item.record.mtime);
-                return true;
-            } else {
-                DeleteFileAt(folder, temporary);
-                lastError = FormatSystemError("error.atomic_replace_failed", moveError);
-            }
-            if (Cancelled(context.cancelFlag)) {
-                errorText = TrWide("error.sync_cancelled");
-                return false;
-            }
-            if (attempt >= kMostAttempts) {
-                errorText = lastError;
-                return false;
-            }
-        } else {
-            DeleteFileAt(folder, temporary);
-            lastError =
-                FillPlaceholders(TrWide("error.download_http_for_file"),
-                                 {std::to_wstring(result.status),
-                                  Utf8ToWide(item.project + "/" + item.record.relativePath)});
-            if (!IsRetriedStatus(result.status) || attempt >= kMostAttempts) {
-                errorText = lastError;
-                return false;
-            }
-        }
-        if (!retryNow &&
+        if (end == AttemptEnd::kRetry &&
             !SleepCancellable(
                 context.cancelFlag,
                 kRetryDelaysMs[static_cast<std::size_t>(std::clamp(attempt - 1, 0, 2))])) {
             errorText = lastError;
             return false;
         }
-        if (++attempt > kMostAttempts) {
+        if (attempt + 1 > kMostAttempts) {
             errorText = TrWide("error.sync_failed_default");
             return false;
         }

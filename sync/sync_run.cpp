@@ -80,85 +80,116 @@ void CollapseSamePaths(std::vector<SyncWorkItem>& items) {
     items = std::move(kept);
 }
 
-bool RunServerSync(const ServerSyncRequest& request, SyncRunResult& result,
-                   std::wstring& errorText) {
-    std::wstring canonical;
-    DownloadContext context;
+namespace {
+
+// What a run gathers while it compares its projects, for the downloads after.
+struct RunComparison {
+    ComparisonState state;
+    std::vector<SyncWorkItem> downloads;
+    std::mutex downloadsMutex;
+};
+
+// The server's address checked against the HTTP policy, and one session to it for the run.
+bool OpenRun(const ServerSyncRequest& request, std::wstring& canonical, DownloadContext& context,
+             HttpSession& session, std::wstring& errorText) {
     if (!NormalizeServerUrlWithPolicy(request.serverUrl, canonical, errorText) ||
         !ParseServerEndpoint(canonical, context.endpoint, errorText)) {
         return false;
     }
-    HttpSession session;
     session.endpoint = context.endpoint;
     session.clientId = request.clientId;
     if (!OpenHttpSession(session, errorText, kSyncTimeouts)) {
         return false;
     }
-    PasswordTable passwords;
-    passwords.passwords = request.passwords;
     context.clientId = request.clientId;
     context.cancelFlag = request.cancelFlag;
+    context.prompt = request.prompt;
+    context.sinks = request.sinks;
+    return true;
+}
+
+// One project's file list, fetched and compared with the game folder; what differs joins the
+// downloads.
+bool CompareProject(const ServerSyncRequest& request, HttpSession& session,
+                    const std::wstring& canonical, const std::string& project,
+                    DownloadContext& context, RunComparison& run, SyncRunResult& result,
+                    std::wstring& errorText) {
+    std::vector<FileListEntry> entries;
+    bool fromCache = false;
+    // The fetch writes passwords the user enters straight into the run's table.
+    if (!FetchFileList(session, canonical, project, context.passwords->passwords, request.prompt,
+                       request.forceFullFileLists, request.cancelFlag, entries, fromCache,
+                       errorText)) {
+        return false;
+    }
+    result.filesListed += entries.size();
+    ReportCompareProgress(run.state, Utf8ToWide(project), true);
+    std::vector<SyncWorkItem> items;
+    if (!ResolveProject(request, *context.tree, project, entries, items, errorText)) {
+        return false;
+    }
+    run.state.ResetForProject(items.size());
+    if (!RunComparisonPool(items, *context.tree, run.state, request.cancelFlag, run.downloads,
+                           run.downloadsMutex, errorText)) {
+        return errorText.empty() ? FailCancelled(errorText) : false;
+    }
+    result.filesUpToDate += run.state.filesUpToDate.load();
+    request.sinks.Log(
+        FillPlaceholders(TrWide("log.project_summary"),
+                         {Utf8ToWide(project), std::to_wstring(run.state.filesUpToDate.load()),
+                          std::to_wstring(run.state.filesToDownload.load())}));
+    return true;
+}
+
+bool DownloadDifferences(const ServerSyncRequest& request, const DownloadContext& context,
+                         RunComparison& run, SyncRunResult& result, std::wstring& errorText) {
+    // Two projects may list the same file: one worker gets it, the later project winning.
+    CollapseSamePaths(run.downloads);
+    if (run.downloads.empty()) {
+        request.sinks.Log(TrWide("log.compare_done"), true);
+        ReportCompareProgress(run.state, TrWide("log.compare_done"), true);
+        return true;
+    }
+    const unsigned workers =
+        DownloadWorkerCount(run.downloads, std::thread::hardware_concurrency());
+    request.sinks.Log(TrWide("log.start_download_workers"), true);
+    DownloadStage stage;
+    const bool downloaded = RunDownloadStage(run.downloads, context, workers, stage, errorText);
+    result.filesDownloaded = stage.filesDone.load();
+    result.bytesDownloaded = stage.bytesDone.load();
+    return downloaded;
+}
+
+}  // namespace
+
+bool RunServerSync(const ServerSyncRequest& request, SyncRunResult& result,
+                   std::wstring& errorText) {
+    std::wstring canonical;
+    DownloadContext context;
+    HttpSession session;
+    if (!OpenRun(request, canonical, context, session, errorText)) {
+        return false;
+    }
+    PasswordTable passwords;
+    passwords.passwords = request.passwords;
     TargetTree tree;
     context.tree = &tree;
     context.passwords = &passwords;
-    context.prompt = request.prompt;
-    context.sinks = request.sinks;
 
-    ComparisonState comparison;
-    comparison.sinks = request.sinks;
-    std::vector<SyncWorkItem> downloads;
-    std::mutex downloadsMutex;
+    RunComparison run;
+    run.state.sinks = request.sinks;
     request.sinks.Log(TrWide("log.compare_local_files"));
-    ReportCompareProgress(comparison, TrWide("common.none"), true);
-
+    ReportCompareProgress(run.state, TrWide("common.none"), true);
     for (const std::string& project : request.projects) {
         if (Cancelled(request.cancelFlag)) {
             return FailCancelled(errorText);
         }
-        std::vector<FileListEntry> entries;
-        bool fromCache = false;
-        // The fetch writes passwords the user enters straight into the run's table.
-        if (!FetchFileList(session, canonical, project, passwords.passwords, request.prompt,
-                           request.forceFullFileLists, request.cancelFlag, entries, fromCache,
-                           errorText)) {
+        if (!CompareProject(request, session, canonical, project, context, run, result,
+                            errorText)) {
             return false;
         }
-        result.filesListed += entries.size();
-        ReportCompareProgress(comparison, Utf8ToWide(project), true);
-        std::vector<SyncWorkItem> items;
-        if (!ResolveProject(request, tree, project, entries, items, errorText)) {
-            return false;
-        }
-        comparison.ResetForProject(items.size());
-        if (!RunComparisonPool(items, tree, comparison, request.cancelFlag, downloads,
-                               downloadsMutex, errorText)) {
-            return errorText.empty() ? FailCancelled(errorText) : false;
-        }
-        result.filesUpToDate += comparison.filesUpToDate.load();
-        request.sinks.Log(
-            FillPlaceholders(TrWide("log.project_summary"),
-                             {Utf8ToWide(project), std::to_wstring(comparison.filesUpToDate.load()),
-                              std::to_wstring(comparison.filesToDownload.load())}));
     }
-
-    // Two projects may list the same file: one worker gets it, the later project winning.
-    CollapseSamePaths(downloads);
-    if (downloads.empty()) {
-        request.sinks.Log(TrWide("log.compare_done"), true);
-        ReportCompareProgress(comparison, TrWide("log.compare_done"), true);
-        return true;
-    }
-    const unsigned workers = DownloadWorkerCount(downloads, std::thread::hardware_concurrency());
-    request.sinks.Log(TrWide("log.start_download_workers"), true);
-    DownloadStage stage;
-    if (!RunDownloadStage(downloads, context, workers, stage, errorText)) {
-        result.filesDownloaded = stage.filesDone.load();
-        result.bytesDownloaded = stage.bytesDone.load();
-        return false;
-    }
-    result.filesDownloaded = stage.filesDone.load();
-    result.bytesDownloaded = stage.bytesDone.load();
-    return true;
+    return DownloadDifferences(request, context, run, result, errorText);
 }
 
 }  // namespace tavrin

@@ -6,6 +6,7 @@
 #include <QMessageBox>
 #include <QTimer>
 #include <functional>
+#include <optional>
 
 #include "app/native_window.h"
 #include "widgets/ui_text.h"
@@ -39,33 +40,9 @@ public:
     }
 };
 
-}  // namespace
-
-PasswordPrompter::PasswordPrompter(QWidget* window) : QObject(window), window_(window) {}
-
-bool PasswordPrompter::Ask(const ProjectEntry& entry, bool retry, QString& password) {
-    const QString project = QString::fromStdString(entry.projectName);
-    const QString key = ProjectKey(entry);
-    if (!key.isEmpty()) {
-        // Another request for the same project is being answered: take its outcome.
-        while (open_.contains(key)) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, kWaitRoundMs);
-        }
-        if (answered_.contains(key)) {
-            if (!answered_.value(key)) {
-                return false;
-            }
-            const QString answer = answers_.value(key);
-            if (!answer.isEmpty()) {
-                password = answer;
-                return true;
-            }
-        }
-    }
-    open_.insert(key);
-    bool answered = false;
-    QString answer;
-    PasswordDialog dialog(window_);
+// The question's texts in the current language, its width, and the program's icons once it
+// has a native window, raised above whatever the player is doing.
+void Dress(PasswordDialog& dialog, const QString& project, bool retry) {
     dialog.setObjectName(QStringLiteral("ProjectPasswordDialog"));
     dialog.setWindowTitle(Text("dialog.project_password_title"));
     dialog.setLabelText(
@@ -75,6 +52,28 @@ bool PasswordPrompter::Ask(const ProjectEntry& entry, bool retry, QString& passw
     dialog.setOkButtonText(Text("button.ok"));
     dialog.setCancelButtonText(Text("button.cancel"));
     dialog.resize(kDialogWidth, dialog.sizeHint().height());
+    QTimer::singleShot(0, &dialog, [&dialog] {
+        SetNativeWindowIcons(static_cast<NativeWindowHandle>(dialog.winId()));
+        dialog.raise();
+        dialog.activateWindow();
+    });
+}
+
+}  // namespace
+
+PasswordPrompter::PasswordPrompter(QWidget* window) : QObject(window), window_(window) {}
+
+bool PasswordPrompter::Ask(const ProjectEntry& entry, bool retry, QString& password) {
+    const QString project = QString::fromStdString(entry.projectName);
+    const QString key = ProjectKey(entry);
+    if (const std::optional<bool> earlier = EarlierOutcome(key, password)) {
+        return *earlier;
+    }
+    open_.insert(key);
+    bool answered = false;
+    QString answer;
+    PasswordDialog dialog(window_);
+    Dress(dialog, project, retry);
     dialog.onEmptyAnswer = [this, &dialog, project] {
         dialog.setLabelText(Text("dialog.project_password_prompt").arg(project));
         QMessageBox box(QMessageBox::Warning, Text("dialog.project_password_title"),
@@ -93,19 +92,36 @@ bool PasswordPrompter::Ask(const ProjectEntry& entry, bool retry, QString& passw
         }
         open_.remove(key);
     };
-    QTimer::singleShot(0, &dialog, [&dialog] {
-        SetNativeWindowIcons(static_cast<NativeWindowHandle>(dialog.winId()));
-        dialog.raise();
-        dialog.activateWindow();
-    });
     dialog.exec();
     if (open_.contains(key)) {
         // Closed without finishing (the window is being torn down): count it as cancelled.
         answered_.insert(key, false);
         open_.remove(key);
     }
-    if (!answered) {
+    if (answered) {
+        password = answer;
+    }
+    return answered;
+}
+
+// Another request for the same project is being answered: its outcome, once it is in, settles
+// this one too (a cancel, or a password given); nothing when this one must ask.
+std::optional<bool> PasswordPrompter::EarlierOutcome(const QString& key, QString& password) {
+    if (key.isEmpty()) {
+        return std::nullopt;
+    }
+    while (open_.contains(key)) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, kWaitRoundMs);
+    }
+    if (!answered_.contains(key)) {
+        return std::nullopt;
+    }
+    if (!answered_.value(key)) {
         return false;
+    }
+    const QString answer = answers_.value(key);
+    if (answer.isEmpty()) {
+        return std::nullopt;
     }
     password = answer;
     return true;

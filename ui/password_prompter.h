@@ -4,6 +4,7 @@
 #include <QObject>
 #include <QSet>
 #include <QString>
+#include <optional>
 
 #include "settings/project_entry.h"
 
@@ -27,6 +28,8 @@ public:
     void CancelOpen();
 
 private:
+    std::optional<bool> EarlierOutcome(const QString& key, QString& password);
+
     QWidget* window_;
     QSet<QString> open_;
     QHash<QString, bool> answered_;

@@ -107,29 +107,30 @@ SyncRefusal SyncController::RequestSync(bool automatic, const QString& reason,
         return SyncRefusal::busy;
     }
     starting_.store(true);
-    const auto refuse = [this](SyncRefusal why) {
+    const QString target = QDir::toNativeSeparators(settings_.targetPath.trimmed());
+    std::vector<ServerWorkItem> items;
+    const SyncRefusal refusal = PrepareRun(automatic, target, checkedKeys, items);
+    if (refusal != SyncRefusal::none) {
         starting_.store(false);
-        return why;
-    };
+        return refusal;
+    }
+    return StartSync(automatic, reason, target, std::move(items));
+}
+
+// What a run would cover, or why there is none. An automatic request says why in the log.
+SyncRefusal SyncController::PrepareRun(bool automatic, const QString& target,
+                                       const QStringList& checkedKeys,
+                                       std::vector<ServerWorkItem>& items) {
     std::vector<ServerEntry> servers = SelectedServers(settings_);
     if (servers.empty()) {
-        return refuse(SyncRefusal::noServer);
+        return SyncRefusal::noServer;
     }
-    const QString target = QDir::toNativeSeparators(settings_.targetPath.trimmed());
-    if (!IsUsableTargetFolder(target.toStdWString(), settings_.targetValidationEnabled)) {
-        if (automatic && FolderIsAbsent(target)) {
-            WaitForGameFolder(target);
-            return refuse(SyncRefusal::waitingForFolder);
-        }
-        if (automatic) {
-            Log(Text("log.auto_sync_skipped_no_target"));
-            SetAutoSyncActive(false);
-            RestartWatchers();
-        }
-        return refuse(SyncRefusal::noTarget);
+    if (const SyncRefusal folder = RefuseUnusableFolder(automatic, target);
+        folder != SyncRefusal::none) {
+        return folder;
     }
     if (!AnyListLoaded()) {
-        return refuse(SyncRefusal::noLists);
+        return SyncRefusal::noLists;
     }
     if (automatic) {
         // A server whose list is not loaded is not reachable now: the run covers the others,
@@ -138,11 +139,47 @@ SyncRefusal SyncController::RequestSync(bool automatic, const QString& reason,
                       [this](const ServerEntry& server) { return !ListLoaded(server.url); });
     }
     const QStringList selection = automatic ? AutoSyncSelection() : checkedKeys;
+    if (const SyncRefusal chosen = RefuseSelection(automatic, selection);
+        chosen != SyncRefusal::none) {
+        return chosen;
+    }
+    if (shuttingDown_.load()) {
+        return SyncRefusal::shuttingDown;
+    }
+    items = BuildServerWorkItems(servers, selection);
+    if (items.empty()) {
+        if (automatic) {
+            Log(Text("log.auto_sync_skipped_no_projects"));
+        }
+        return SyncRefusal::nothingToSync;
+    }
+    return SyncRefusal::none;
+}
+
+// A game folder that is not there waits for it (automatic runs); one that fails the check
+// switches auto-sync off.
+SyncRefusal SyncController::RefuseUnusableFolder(bool automatic, const QString& target) {
+    if (IsUsableTargetFolder(target.toStdWString(), settings_.targetValidationEnabled)) {
+        return SyncRefusal::none;
+    }
+    if (automatic && FolderIsAbsent(target)) {
+        WaitForGameFolder(target);
+        return SyncRefusal::waitingForFolder;
+    }
+    if (automatic) {
+        Log(Text("log.auto_sync_skipped_no_target"));
+        SetAutoSyncActive(false);
+        RestartWatchers();
+    }
+    return SyncRefusal::noTarget;
+}
+
+SyncRefusal SyncController::RefuseSelection(bool automatic, const QStringList& selection) {
     if (selection.isEmpty()) {
         if (automatic) {
             Log(Text("log.auto_sync_skipped_no_projects"));
         }
-        return refuse(SyncRefusal::noProjects);
+        return SyncRefusal::noProjects;
     }
     if (questions_.forgetOutcomes) {
         questions_.forgetOutcomes();  // a project cancelled once is not skipped for ever
@@ -151,19 +188,9 @@ SyncRefusal SyncController::RequestSync(bool automatic, const QString& reason,
         if (automatic) {
             Log(Text("log.auto_sync_skipped_invalid_project_selection"));
         }
-        return refuse(SyncRefusal::passwordCancelled);
+        return SyncRefusal::passwordCancelled;
     }
-    if (shuttingDown_.load()) {
-        return refuse(SyncRefusal::shuttingDown);
-    }
-    std::vector<ServerWorkItem> items = BuildServerWorkItems(servers, selection);
-    if (items.empty()) {
-        if (automatic) {
-            Log(Text("log.auto_sync_skipped_no_projects"));
-        }
-        return refuse(SyncRefusal::nothingToSync);
-    }
-    return StartSync(automatic, reason, target, std::move(items));
+    return SyncRefusal::none;
 }
 
 const ProjectEntry* SyncController::FindProjectEntry(const QString& key) const {
@@ -220,74 +247,19 @@ SyncRefusal SyncController::StartSync(bool automatic, const QString& reason, con
     followUpRequested_ = false;
     cancel_->store(false);
     pendingAtRunStart_ = automatic ? pending_ : std::map<QString, PendingChange>{};
-    std::vector<ServerJob> jobs;
-    for (ServerWorkItem& item : items) {
-        ServerJob job{std::move(item), {}, 0};
-        for (const std::string& project : job.item.projects) {
-            const QString password = settings_.projectPasswords.value(
-                PasswordKey(job.item.serverUrl, QString::fromStdString(project)));
-            if (!password.isEmpty()) {
-                job.passwords[project] = password.toStdWString();
-            }
-        }
-        const auto known = settings_.autoSyncRevisions.find(KeyOf(job.item.serverUrl));
-        if (known != settings_.autoSyncRevisions.end()) {
-            job.knownRevision = known->second;
-        }
-        jobs.push_back(std::move(job));
-    }
+    std::vector<ServerJob> jobs = JobsFor(std::move(items));
     busy_.store(true);
     starting_.store(false);
     emit RunStarted(automatic);
-    if (!automatic) {
-        Log(Text("log.sync_started"));
-    } else if (reason.trimmed().isEmpty()) {
-        Log(Text("log.auto_sync_started"));
-    } else {
-        Log(Text("log.auto_sync_started_with_reason").arg(reason.trimmed()));
-    }
+    LogRunStart(automatic, reason);
 
     // One guard for every callback of the run: the worker may outlive this controller.
     const auto self = std::make_shared<const QPointer<SyncController>>(this);
-    // The run's log lines and progress reach this thread queued; a controller gone by then
-    // drops them.
-    ProgressSinks sinks;
-    sinks.log = [self](const std::wstring& line) {
-        if (SyncController* controller = self->data()) {
-            QMetaObject::invokeMethod(
-                controller,
-                [controller, text = QString::fromStdWString(line)] { controller->Log(text); },
-                Qt::QueuedConnection);
-        }
-    };
-    sinks.progress = [self](const ProgressMessage& message) {
-        if (SyncController* controller = self->data()) {
-            QMetaObject::invokeMethod(
-                controller, [controller, message] { emit controller->ProgressReported(message); },
-                Qt::QueuedConnection);
-        }
-    };
-    WorkerQuestions questions;
-    questions.ask = [self, cancel = cancel_](const ProjectEntry& entry, bool retry,
-                                             QString& password) {
-        SyncController* controller = self->data();
-        return controller != nullptr && controller->AskFromWorker(entry, retry, password, cancel);
-    };
-    questions.remember = [self](const QString& url, const QString& project, const QString& text) {
-        if (SyncController* controller = self->data()) {
-            QMetaObject::invokeMethod(
-                controller,
-                [controller, url, project, text] {
-                    controller->RememberProjectPassword(url, project, text);
-                },
-                Qt::QueuedConnection);
-        }
-    };
     std::wstring startError;
     const bool started = worker_.Start(
-        startError,
-        [self, jobs = std::move(jobs), clientId = clientId_.toStdWString(),
-         folder = target.toStdWString(), automatic, cancel = cancel_, questions, sinks] {
+        startError, [self, jobs = std::move(jobs), clientId = clientId_.toStdWString(),
+                     folder = target.toStdWString(), automatic, cancel = cancel_,
+                     questions = QuestionsFor(self), sinks = SinksFor(self)] {
             const SyncOutcome outcome =
                 RunSyncJobs(jobs, clientId, folder, automatic, cancel.get(), questions, sinks);
             if (SyncController* controller = self->data()) {
@@ -308,6 +280,80 @@ SyncRefusal SyncController::StartSync(bool automatic, const QString& reason, con
         return SyncRefusal::threadFailed;
     }
     return SyncRefusal::none;
+}
+
+// Each server's part of the run, with the passwords and the change-feed revision known for it.
+std::vector<ServerJob> SyncController::JobsFor(std::vector<ServerWorkItem> items) const {
+    std::vector<ServerJob> jobs;
+    for (ServerWorkItem& item : items) {
+        ServerJob job{std::move(item), {}, 0};
+        for (const std::string& project : job.item.projects) {
+            const QString password = settings_.projectPasswords.value(
+                PasswordKey(job.item.serverUrl, QString::fromStdString(project)));
+            if (!password.isEmpty()) {
+                job.passwords[project] = password.toStdWString();
+            }
+        }
+        const auto known = settings_.autoSyncRevisions.find(KeyOf(job.item.serverUrl));
+        if (known != settings_.autoSyncRevisions.end()) {
+            job.knownRevision = known->second;
+        }
+        jobs.push_back(std::move(job));
+    }
+    return jobs;
+}
+
+void SyncController::LogRunStart(bool automatic, const QString& reason) {
+    if (!automatic) {
+        Log(Text("log.sync_started"));
+    } else if (reason.trimmed().isEmpty()) {
+        Log(Text("log.auto_sync_started"));
+    } else {
+        Log(Text("log.auto_sync_started_with_reason").arg(reason.trimmed()));
+    }
+}
+
+// The run's log lines and progress reach this thread queued; a controller gone by then drops
+// them.
+ProgressSinks SyncController::SinksFor(const Guard& self) {
+    ProgressSinks sinks;
+    sinks.log = [self](const std::wstring& line) {
+        if (SyncController* controller = self->data()) {
+            QMetaObject::invokeMethod(
+                controller,
+                [controller, text = QString::fromStdWString(line)] { controller->Log(text); },
+                Qt::QueuedConnection);
+        }
+    };
+    sinks.progress = [self](const ProgressMessage& message) {
+        if (SyncController* controller = self->data()) {
+            QMetaObject::invokeMethod(
+                controller, [controller, message] { emit controller->ProgressReported(message); },
+                Qt::QueuedConnection);
+        }
+    };
+    return sinks;
+}
+
+// The run's questions for passwords, asked on this thread while the worker waits.
+WorkerQuestions SyncController::QuestionsFor(const Guard& self) const {
+    WorkerQuestions questions;
+    questions.ask = [self, cancel = cancel_](const ProjectEntry& entry, bool retry,
+                                             QString& password) {
+        SyncController* controller = self->data();
+        return controller != nullptr && controller->AskFromWorker(entry, retry, password, cancel);
+    };
+    questions.remember = [self](const QString& url, const QString& project, const QString& text) {
+        if (SyncController* controller = self->data()) {
+            QMetaObject::invokeMethod(
+                controller,
+                [controller, url, project, text] {
+                    controller->RememberProjectPassword(url, project, text);
+                },
+                Qt::QueuedConnection);
+        }
+    };
+    return questions;
 }
 
 // Called on the worker's thread: the question goes to the window's thread, and the worker

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QPointer>
 #include <QString>
 #include <QStringList>
 #include <QTimer>
@@ -154,8 +155,17 @@ private:
     void CheckGameFolder();
     bool CheckSelectionPasswords(const QStringList& selection, bool automatic);
     const ProjectEntry* FindProjectEntry(const QString& key) const;
+    SyncRefusal PrepareRun(bool automatic, const QString& target, const QStringList& checkedKeys,
+                           std::vector<ServerWorkItem>& items);
+    SyncRefusal RefuseUnusableFolder(bool automatic, const QString& target);
+    SyncRefusal RefuseSelection(bool automatic, const QStringList& selection);
     SyncRefusal StartSync(bool automatic, const QString& reason, const QString& target,
                           std::vector<ServerWorkItem> items);
+    using Guard = std::shared_ptr<const QPointer<SyncController>>;
+    std::vector<ServerJob> JobsFor(std::vector<ServerWorkItem> items) const;
+    void LogRunStart(bool automatic, const QString& reason);
+    static ProgressSinks SinksFor(const Guard& self);
+    WorkerQuestions QuestionsFor(const Guard& self) const;
     bool AskFromWorker(const ProjectEntry& entry, bool retry, QString& password,
                        const std::shared_ptr<std::atomic<bool>>& cancel);
     void OnSyncFinished(const SyncOutcome& outcome);

@@ -3,8 +3,8 @@
 #include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
-#include <QFrame>
 #include <QDir>
+#include <QFrame>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QStatusBar>
@@ -80,7 +80,7 @@ TavrinQtWindow::TavrinQtWindow()
     if (!settingsFileProblem_.isEmpty()) {
         QTimer::singleShot(0, this, [this] {
             AppendLog(settingsFileProblem_, true);
-            WarnModally("title.settings_file", settingsFileProblem_);
+            ShowBox(QMessageBox::Warning, "title.settings_file", settingsFileProblem_);
         });
     }
 }
@@ -297,7 +297,7 @@ void TavrinQtWindow::ShowListsOutcome(const ListsOutcome& outcome) {
         statusBar()->showMessage(Text("status.project_lists_load_failed"), kFailedMessageMs);
         projects_->ShowPlaceholder("placeholder.project_lists_load_failed");
         if (outcome.requestedByPlayer || (!outcome.retry && isVisible())) {
-            WarnModally("title.project_list", error);
+            ShowBox(QMessageBox::Warning, "title.project_list", error);
         }
         return;
     }
@@ -388,7 +388,7 @@ void TavrinQtWindow::RequestSync(bool automatic, const QString& reason) {
     const char* titleKey = nullptr;
     const char* textKey = nullptr;
     if (RefusalWarning(refusal, titleKey, textKey)) {
-        WarnModally(titleKey, Text(textKey));
+        ShowBox(QMessageBox::Warning, titleKey, Text(textKey));
     }
 }
 
@@ -417,10 +417,6 @@ void TavrinQtWindow::CancelSync() {
     }
     progress_->ShowCancelled();
     controller_->CancelSync();
-}
-
-void TavrinQtWindow::WarnModally(const char* titleKey, const QString& text) {
-    ShowBox(QMessageBox::Warning, titleKey, text);
 }
 
 void TavrinQtWindow::ShowBox(int icon, const char* titleKey, const QString& text) {

@@ -124,7 +124,6 @@ private:
     void TakeSettingsBack(const SettingsDialog& dialog);
     void OnRunStarted();
     void OnRunFinished(bool ok, bool automatic, const QString& message);
-    void WarnModally(const char* titleKey, const QString& text);
     void ShowBox(int icon, const char* titleKey, const QString& text);
     bool IsTargetUsable() const;
 
