@@ -72,10 +72,13 @@ SyncController::SyncController(SettingsRecord& settings, QString clientId, QObje
                  },
                  [this](const QString& url) { OnFeedAnsweredAgain(url); },
                  [this](const QString& line) { Log(line); }}),
-      loader_(this, clientId_.toStdWString(), reaper_,
-              [this](std::uint64_t load, const std::vector<ServerProjects>& answers) {
-                  OnListsLoaded(load, answers);
-              }) {
+      lists_(clientId_, reaper_, nullptr) {
+    connect(&lists_, &ProjectLists::ListsLoading, this, &SyncController::ListsLoading);
+    connect(&lists_, &ProjectLists::LogLine, this, &SyncController::LogLine);
+    connect(&lists_, &ProjectLists::ListsLoaded, this, [this](const ListsOutcome& outcome) {
+        emit ListsLoaded(outcome);
+        RunPending(QString());
+    });
     folderTimer_.setInterval(kFolderCheckMs);
     pendingRetryTimer_.setSingleShot(true);
     pendingRetryTimer_.setInterval(kPendingRetryMs);
@@ -195,7 +198,7 @@ SyncRefusal SyncController::RefuseSelection(bool automatic, const QStringList& s
 
 const ProjectEntry* SyncController::FindProjectEntry(const QString& key) const {
     const QString wanted = NormalizedProjectKey(key);
-    for (const auto& [url, state] : lists_) {
+    for (const auto& [url, state] : lists_.States()) {
         for (const ProjectEntry& entry : state.entries) {
             if (ProjectKey(entry) == wanted) {
                 return &entry;
@@ -472,7 +475,7 @@ void SyncController::Shutdown() {
         questions_.cancelOpen();
     }
     watchers_.Stop();
-    loader_.CancelAll();
+    lists_.Stop();
     // The run never waits on this thread (its questions give way to the cancel); a run stuck
     // in a wait nothing can cut short is left to end by itself.
     reaper_.Retire(std::move(worker_));

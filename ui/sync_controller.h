@@ -19,6 +19,7 @@
 #include "sync/progress.h"
 #include "ui/change_watchers.h"
 #include "ui/project_list_loader.h"
+#include "ui/project_lists.h"
 #include "ui/sync_worker.h"
 #include "ui/thread_reaper.h"
 
@@ -41,25 +42,6 @@ enum class SyncRefusal {
 
 // The warning a refusal of the player's own request shows: false for one that shows none.
 bool RefusalWarning(SyncRefusal refusal, const char*& titleKey, const char*& textKey);
-
-// How the project list of one selected server stands.
-struct ServerListState {
-    enum class Stage { loading, loaded, failed };
-    ServerEntry server;
-    Stage stage = Stage::loading;
-    std::vector<ProjectEntry> entries;
-    QString error;
-    int failures = 0;
-    std::uint64_t load = 0;  // the load whose answer counts
-};
-
-// What a finished load of project lists means for the view.
-struct ListsOutcome {
-    bool requestedByPlayer = false;
-    bool retry = false;      // a retry of failed servers, not a refresh
-    bool anyLoaded = false;  // at least one selected server's list is loaded now
-    QStringList warnings;    // this load's failures
-};
 
 // The dialogs a run needs, supplied by the window (or by a test).
 struct PasswordQuestions {
@@ -88,12 +70,16 @@ public:
     // Project lists: loaded per selected server; a server that fails is asked again after 5,
     // 10, 20, 40 s and then every 60 s, and at once when its change feed answers again.
     void RefreshProjectLists(bool force, bool requestedByPlayer);
-    std::vector<ProjectEntry> ProjectEntries() const;
-    bool AnyListLoaded() const;
-    bool ListLoaded(const QString& serverUrl) const;
-    const ServerListState* ListState(const QString& serverUrl) const;
+    std::vector<ProjectEntry> ProjectEntries() const { return lists_.Entries(); }
+    bool AnyListLoaded() const { return lists_.AnyLoaded(); }
+    bool ListLoaded(const QString& serverUrl) const { return lists_.IsLoaded(serverUrl); }
+    const ServerListState* ListState(const QString& serverUrl) const {
+        return lists_.State(serverUrl);
+    }
     // The keys among `keys` whose server has no list on show: ticks that must survive it.
-    QStringList KeysOfServersWithoutList(const QStringList& keys) const;
+    QStringList KeysOfServersWithoutList(const QStringList& keys) const {
+        return lists_.KeysOfServersWithoutList(keys);
+    }
 
     // Runs. A manual run syncs `checkedKeys`; an automatic one the auto-sync selection.
     SyncRefusal RequestSync(bool automatic, const QString& reason,
@@ -142,10 +128,6 @@ private:
         quint64 revision = 0;
         QString reason;
     };
-    void LoadLists(const std::vector<ServerEntry>& servers, bool requestedByPlayer, bool retry);
-    void OnListsLoaded(std::uint64_t load, const std::vector<ServerProjects>& answers);
-    void ScheduleListRetry(const QString& key);
-    void RetryList(const QString& key);
     void OnFeedAnsweredAgain(const QString& serverUrl);
     quint64 KnownRevision(const QString& key) const;
     void OweInitialRun();
@@ -187,19 +169,13 @@ private:
     std::map<QString, PendingChange> pending_;  // by server URL in lower case
     std::map<QString, PendingChange> pendingAtRunStart_;
 
-    QString listSignature_;
-    std::vector<QString> listOrder_;               // selected servers, lower-case URLs
-    std::map<QString, ServerListState> lists_;     // by lower-case URL
-    std::map<std::uint64_t, ListsOutcome> loads_;  // loads under way
-    std::uint64_t loadCounter_ = 0;
-    std::uint64_t listEpoch_ = 0;  // retries of an older refresh are dropped
     QString watchSignature_;
 
     QTimer folderTimer_;
     QTimer pendingRetryTimer_;  // changes a failed automatic run left pending
     ThreadReaper reaper_;
     ChangeWatchers watchers_;
-    ProjectListLoader loader_;
+    ProjectLists lists_;
     TrackedThread worker_;
 };
 

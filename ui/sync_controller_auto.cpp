@@ -12,8 +12,6 @@ namespace tavrin {
 
 namespace {
 
-constexpr int kListRetrySeconds[] = {5, 10, 20, 40, 60};
-
 QString KeyOf(const QString& url) {
     return url.trimmed().toLower();
 }
@@ -36,155 +34,19 @@ void SyncController::RefreshProjectLists(bool force, bool requestedByPlayer) {
     }
     const std::vector<ServerEntry> servers = SelectedServers(settings_);
     if (servers.empty()) {
-        loader_.CancelAll();
-        ++listEpoch_;
-        lists_.clear();
-        listOrder_.clear();
-        listSignature_.clear();
+        lists_.Clear();
         emit ListsCleared();
         RestartWatchers();
         return;
     }
-    const QString signature = ServerSetSignature(servers);
-    if (!force && signature == listSignature_) {
-        return;
+    if (lists_.Refresh(servers, force, requestedByPlayer)) {
+        RestartWatchers();
     }
-    listSignature_ = signature;
-    loader_.CancelAll();
-    loads_.clear();
-    ++listEpoch_;
-    lists_.clear();
-    listOrder_.clear();
-    for (const ServerEntry& server : servers) {
-        listOrder_.push_back(KeyOf(server.url));
-        lists_[KeyOf(server.url)].server = server;
-    }
-    emit ListsLoading();
-    LoadLists(servers, requestedByPlayer, false);
-    RestartWatchers();
-}
-
-void SyncController::LoadLists(const std::vector<ServerEntry>& servers, bool requestedByPlayer,
-                               bool retry) {
-    const std::uint64_t load = ++loadCounter_;
-    for (const ServerEntry& server : servers) {
-        ServerListState& state = lists_[KeyOf(server.url)];
-        state.load = load;
-        state.stage = ServerListState::Stage::loading;
-    }
-    QString error;
-    if (!loader_.Load(load, servers, error)) {
-        // No thread to load with: the servers count as failed and are tried again later.
-        std::vector<ServerProjects> answers;
-        for (const ServerEntry& server : servers) {
-            answers.push_back({server, false, {}, error});
-        }
-        loads_[load] = {requestedByPlayer, retry, false, {}};
-        QTimer::singleShot(0, this, [this, load, answers] { OnListsLoaded(load, answers); });
-        return;
-    }
-    loads_[load] = {requestedByPlayer, retry, false, {}};
-}
-
-void SyncController::OnListsLoaded(std::uint64_t load, const std::vector<ServerProjects>& answers) {
-    loader_.Finished(load);
-    const auto found = loads_.find(load);
-    if (found == loads_.end() || shuttingDown_.load()) {
-        return;  // a newer refresh has replaced it
-    }
-    ListsOutcome outcome = found->second;
-    loads_.erase(found);
-    for (const ServerProjects& answer : answers) {
-        const auto state = lists_.find(KeyOf(answer.server.url));
-        if (state == lists_.end() || state->second.load != load) {
-            continue;
-        }
-        if (answer.loaded) {
-            state->second.stage = ServerListState::Stage::loaded;
-            state->second.entries = answer.entries;
-            state->second.failures = 0;
-            state->second.error.clear();
-            continue;
-        }
-        state->second.stage = ServerListState::Stage::failed;
-        state->second.entries.clear();
-        state->second.error = answer.error;
-        ++state->second.failures;
-        outcome.warnings << answer.error;
-        ScheduleListRetry(state->first);
-    }
-    outcome.anyLoaded = AnyListLoaded();
-    emit ListsLoaded(outcome);
-    RunPending(QString());
-}
-
-void SyncController::ScheduleListRetry(const QString& key) {
-    const ServerListState& state = lists_.at(key);
-    const int step = std::min<int>(state.failures, std::size(kListRetrySeconds)) - 1;
-    const int seconds = kListRetrySeconds[std::max(step, 0)];
-    if (state.failures == 1) {  // the placeholder tells the rest; the log is not flooded
-        Log(Text("log.project_list_retry").arg(state.error).arg(seconds));
-    }
-    QTimer::singleShot(seconds * 1000, this,
-                       [this, key, epoch = listEpoch_, failures = state.failures] {
-                           const auto found = lists_.find(key);
-                           if (epoch == listEpoch_ && found != lists_.end() &&
-                               found->second.failures == failures) {
-                               RetryList(key);
-                           }
-                       });
-}
-
-void SyncController::RetryList(const QString& key) {
-    const auto state = lists_.find(key);
-    if (shuttingDown_.load() || state == lists_.end() ||
-        state->second.stage != ServerListState::Stage::failed) {
-        return;
-    }
-    LoadLists({state->second.server}, false, true);
 }
 
 void SyncController::OnFeedAnsweredAgain(const QString& serverUrl) {
-    RetryList(KeyOf(serverUrl));  // a server that answers again has its list again
-    RunPending(QString());        // and what a failed run left pending is synced now
-}
-
-std::vector<ProjectEntry> SyncController::ProjectEntries() const {
-    std::vector<ProjectEntry> entries;
-    for (const QString& key : listOrder_) {
-        const auto state = lists_.find(key);
-        if (state != lists_.end() && state->second.stage == ServerListState::Stage::loaded) {
-            entries.insert(entries.end(), state->second.entries.begin(),
-                           state->second.entries.end());
-        }
-    }
-    return entries;
-}
-
-bool SyncController::AnyListLoaded() const {
-    return std::any_of(lists_.begin(), lists_.end(), [](const auto& item) {
-        return item.second.stage == ServerListState::Stage::loaded;
-    });
-}
-
-bool SyncController::ListLoaded(const QString& serverUrl) const {
-    const ServerListState* state = ListState(serverUrl);
-    return state != nullptr && state->stage == ServerListState::Stage::loaded;
-}
-
-const ServerListState* SyncController::ListState(const QString& serverUrl) const {
-    const auto state = lists_.find(KeyOf(serverUrl));
-    return state == lists_.end() ? nullptr : &state->second;
-}
-
-QStringList SyncController::KeysOfServersWithoutList(const QStringList& keys) const {
-    QStringList kept;
-    for (const QString& key : keys) {
-        if (!ListLoaded(ServerOfKey(key))) {
-            kept << key;
-        }
-    }
-    return kept;
+    lists_.Retry(serverUrl);  // a server that answers again has its list again
+    RunPending(QString());    // and what a failed run left pending is synced now
 }
 
 // ---- Auto-sync -----------------------------------------------------------------------------
@@ -298,12 +160,12 @@ bool SyncController::HasRunnablePending() const {
                            [&url](const QString& key) { return ServerOfKey(key) == url; });
     };
     if (followUpRequested_) {
-        return std::any_of(lists_.begin(), lists_.end(), [&](const auto& item) {
+        return std::any_of(lists_.States().begin(), lists_.States().end(), [&](const auto& item) {
             return item.second.stage == ServerListState::Stage::loaded && watched(item.first);
         });
     }
     return std::any_of(pending_.begin(), pending_.end(), [&](const auto& item) {
-        return ListLoaded(item.first) && watched(item.first);
+        return lists_.IsLoaded(item.first) && watched(item.first);
     });
 }
 
