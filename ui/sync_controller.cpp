@@ -19,9 +19,7 @@ namespace tavrin {
 
 namespace {
 
-constexpr int kFolderCheckMs = 2000;
 constexpr int kAnswerWaitMs = 20;
-constexpr int kPendingRetryMs = 30000;
 
 QString KeyOf(const QString& url) {
     return url.trimmed().toLower();
@@ -66,35 +64,55 @@ SyncController::SyncController(SettingsRecord& settings, QString clientId, QObje
     : QObject(parent),
       settings_(settings),
       clientId_(std::move(clientId)),
-      watchers_(this, clientId_.toStdWString(), reaper_,
-                {[this](const QString& url, std::uint64_t revision, const QString& reason) {
-                     OnServerChanged(url, revision, reason);
-                 },
-                 [this](const QString& url) { OnFeedAnsweredAgain(url); },
-                 [this](const QString& line) { Log(line); }}),
-      lists_(clientId_, reaper_, nullptr) {
+      lists_(clientId_, reaper_, nullptr),
+      auto_(settings_, lists_, clientId_, reaper_,
+            {[this] { return IsBusy(); },
+             [this](const QString& reason) { RequestSync(true, reason); }}) {
     connect(&lists_, &ProjectLists::ListsLoading, this, &SyncController::ListsLoading);
     connect(&lists_, &ProjectLists::LogLine, this, &SyncController::LogLine);
     connect(&lists_, &ProjectLists::ListsLoaded, this, [this](const ListsOutcome& outcome) {
         emit ListsLoaded(outcome);
-        RunPending(QString());
+        auto_.RunPending(QString());
     });
-    folderTimer_.setInterval(kFolderCheckMs);
-    pendingRetryTimer_.setSingleShot(true);
-    pendingRetryTimer_.setInterval(kPendingRetryMs);
-    connect(&pendingRetryTimer_, &QTimer::timeout, this,
-            [this] { RunPending(Text("reason.sync_follow_up_after_change")); });
-    connect(&folderTimer_, &QTimer::timeout, this, [this] { CheckGameFolder(); });
+    connect(&auto_, &AutoSync::LogLine, this, &SyncController::LogLine);
+    connect(&auto_, &AutoSync::StateChanged, this, &SyncController::AutoSyncStateChanged);
+    connect(&auto_, &AutoSync::SettingsChanged, this, &SyncController::SettingsChanged);
 }
 
 SyncController::~SyncController() {
     Shutdown();
 }
 
-QStringList SyncController::AutoSyncSelection() const {
-    return !settings_.autoSyncProjects.isEmpty() ? settings_.autoSyncProjects
-                                                 : settings_.selectedProjects;
+// ---- Project lists -------------------------------------------------------------------------
+
+void SyncController::RefreshProjectLists(bool force, bool requestedByPlayer) {
+    if (shuttingDown_.load()) {
+        return;
+    }
+    if (IsBusy()) {
+        listsStaleAfterRun_ = true;  // a run holds the lists; they are fetched after it
+        return;
+    }
+    const std::vector<ServerEntry> servers = SelectedServers(settings_);
+    if (servers.empty()) {
+        lists_.Clear();
+        emit ListsCleared();
+        RestartWatchers();
+        return;
+    }
+    if (lists_.Refresh(servers, force, requestedByPlayer)) {
+        RestartWatchers();
+    }
 }
+
+void SyncController::OnServerChanged(const QString& serverUrl, quint64 revision,
+                                     const QString& reason) {
+    if (!shuttingDown_.load()) {
+        auto_.OnServerChanged(serverUrl, revision, reason);
+    }
+}
+
+// ---- Runs ----------------------------------------------------------------------------------
 
 // ---- Runs ----------------------------------------------------------------------------------
 
@@ -105,7 +123,7 @@ SyncRefusal SyncController::RequestSync(bool automatic, const QString& reason,
     }
     if (busy_.load() || starting_.load()) {
         if (automatic) {
-            followUpRequested_ = true;
+            auto_.AskFollowUp();
         }
         return SyncRefusal::busy;
     }
@@ -166,7 +184,7 @@ SyncRefusal SyncController::RefuseUnusableFolder(bool automatic, const QString& 
         return SyncRefusal::none;
     }
     if (automatic && FolderIsAbsent(target)) {
-        WaitForGameFolder(target);
+        auto_.WaitForGameFolder(target);
         return SyncRefusal::waitingForFolder;
     }
     if (automatic) {
@@ -247,9 +265,8 @@ void SyncController::RememberProjectPassword(const QString& serverUrl, const QSt
 
 SyncRefusal SyncController::StartSync(bool automatic, const QString& reason, const QString& target,
                                       std::vector<ServerWorkItem> items) {
-    followUpRequested_ = false;
     cancel_->store(false);
-    pendingAtRunStart_ = automatic ? pending_ : std::map<QString, PendingChange>{};
+    auto_.RunStarting(automatic);
     std::vector<ServerJob> jobs = JobsFor(std::move(items));
     busy_.store(true);
     starting_.store(false);
@@ -395,11 +412,8 @@ void SyncController::OnSyncFinished(const SyncOutcome& outcome) {
     if (shuttingDown_.load()) {
         return;
     }
-    if (outcome.automatic) {
-        RecordSyncedRevisions(outcome);
-        // The watchers go on from what was synced; whatever the old ones still had to say
-        // about revisions up to it is dropped with them.
-        RestartWatchers();
+    if (outcome.automatic && auto_.RecordSynced(outcome)) {
+        emit RevisionsChanged();
     }
     emit RunFinished(outcome.ok, outcome.automatic, outcome.message);
     if (shuttingDown_.load()) {
@@ -409,47 +423,7 @@ void SyncController::OnSyncFinished(const SyncOutcome& outcome) {
         listsStaleAfterRun_ = false;
         RefreshProjectLists(true, false);
     }
-    // Changes reported during the run that it did not cover, and automatic requests that met
-    // the run, start the next one. A run that failed keeps its changes pending.
-    if (!settings_.autoSyncEnabled || IsBusy()) {
-        return;
-    }
-    if (outcome.ok || !outcome.automatic) {
-        RunPending(Text("reason.sync_follow_up_after_change"));
-    } else {
-        pendingRetryTimer_.start();  // not at once: the fault is likely still there
-    }
-}
-
-// Every change up to the revision read before a server was synced is in the game folder now;
-// a change reported after it stays pending.
-void SyncController::RecordSyncedRevisions(const SyncOutcome& outcome) {
-    bool changed = false;
-    for (const ServerOutcome& server : outcome.servers) {
-        if (!server.completed) {
-            continue;
-        }
-        const auto pending = pending_.find(server.url);
-        const auto atStart = pendingAtRunStart_.find(server.url);
-        const bool unchangedSinceStart = pending != pending_.end() &&
-                                         atStart != pendingAtRunStart_.end() &&
-                                         atStart->second.revision == pending->second.revision;
-        std::optional<quint64> recorded = server.revision;
-        if (!recorded && unchangedSinceStart) {
-            recorded = pending->second.revision;
-        }
-        if (recorded) {
-            settings_.autoSyncRevisions[server.url] = *recorded;
-            changed = true;
-        }
-        if (pending != pending_.end() &&
-            (unchangedSinceStart || (server.revision && pending->second.revision <= *recorded))) {
-            pending_.erase(pending);
-        }
-    }
-    if (changed) {
-        emit RevisionsChanged();
-    }
+    auto_.AfterRun(outcome.ok, outcome.automatic);
 }
 
 void SyncController::CancelSync() {
@@ -469,12 +443,10 @@ void SyncController::Shutdown() {
     }
     cancel_->store(true);
     InterruptRequests(cancel_.get());
-    folderTimer_.stop();
-    pendingRetryTimer_.stop();
     if (questions_.cancelOpen) {
         questions_.cancelOpen();
     }
-    watchers_.Stop();
+    auto_.Stop();
     lists_.Stop();
     // The run never waits on this thread (its questions give way to the cancel); a run stuck
     // in a wait nothing can cut short is left to end by itself.

@@ -17,7 +17,7 @@
 #include "settings/project_entry.h"
 #include "settings/settings_record.h"
 #include "sync/progress.h"
-#include "ui/change_watchers.h"
+#include "ui/auto_sync.h"
 #include "ui/project_list_loader.h"
 #include "ui/project_lists.h"
 #include "ui/sync_worker.h"
@@ -89,18 +89,18 @@ public:
     bool CancelRequested() const { return cancel_->load(); }
 
     // Auto-sync.
-    QStringList AutoSyncSelection() const;
+    QStringList AutoSyncSelection() const { return auto_.Selection(); }
     // Restarts the watchers for the current settings; with `initialRun`, auto-sync has just
     // come on (at start or in the settings) and owes one run.
-    void ApplyAutoSync(bool initialRun);
-    void SetAutoSyncActive(bool active);
+    void ApplyAutoSync(bool initialRun) { auto_.Apply(initialRun); }
+    void SetAutoSyncActive(bool active) { auto_.SetActive(active); }
     // A change reported by a watcher (the window's tests call it too).
     void OnServerChanged(const QString& serverUrl, quint64 revision, const QString& reason);
     // Restarts the watchers when the servers or projects they follow have changed.
-    void RestartWatchers();
-    int RunningWatchers() const { return watchers_.Running(); }
-    bool WaitingForGameFolder() const { return waitingForFolder_; }
-    std::size_t PendingChanges() const { return pending_.size(); }
+    void RestartWatchers() { auto_.RestartWatchers(); }
+    int RunningWatchers() const { return auto_.RunningWatchers(); }
+    bool WaitingForGameFolder() const { return auto_.WaitingForGameFolder(); }
+    std::size_t PendingChanges() const { return auto_.PendingCount(); }
 
     // Passwords remembered for a project (an empty one forgets it).
     void RememberProjectPassword(const QString& serverUrl, const QString& project,
@@ -124,17 +124,6 @@ signals:
     void RevisionsChanged();  // a save of the revisions is due
 
 private:
-    struct PendingChange {
-        quint64 revision = 0;
-        QString reason;
-    };
-    void OnFeedAnsweredAgain(const QString& serverUrl);
-    quint64 KnownRevision(const QString& key) const;
-    void OweInitialRun();
-    void RunPending(const QString& reason);
-    bool HasRunnablePending() const;
-    void WaitForGameFolder(const QString& folder);
-    void CheckGameFolder();
     bool CheckSelectionPasswords(const QStringList& selection, bool automatic);
     const ProjectEntry* FindProjectEntry(const QString& key) const;
     SyncRefusal PrepareRun(bool automatic, const QString& target, const QStringList& checkedKeys,
@@ -151,7 +140,6 @@ private:
     bool AskFromWorker(const ProjectEntry& entry, bool retry, QString& password,
                        const std::shared_ptr<std::atomic<bool>>& cancel);
     void OnSyncFinished(const SyncOutcome& outcome);
-    void RecordSyncedRevisions(const SyncOutcome& outcome);
     void Log(const QString& line) { emit LogLine(line); }
 
     SettingsRecord& settings_;
@@ -163,19 +151,11 @@ private:
     // Shared with the run, which may outlive the controller when a quit leaves it behind.
     std::shared_ptr<std::atomic<bool>> cancel_ = std::make_shared<std::atomic<bool>>(false);
     std::atomic<bool> shuttingDown_{false};
-    bool followUpRequested_ = false;  // an automatic request met a run
     bool listsStaleAfterRun_ = false;
-    bool waitingForFolder_ = false;
-    std::map<QString, PendingChange> pending_;  // by server URL in lower case
-    std::map<QString, PendingChange> pendingAtRunStart_;
 
-    QString watchSignature_;
-
-    QTimer folderTimer_;
-    QTimer pendingRetryTimer_;  // changes a failed automatic run left pending
     ThreadReaper reaper_;
-    ChangeWatchers watchers_;
     ProjectLists lists_;
+    AutoSync auto_;
     TrackedThread worker_;
 };
 
