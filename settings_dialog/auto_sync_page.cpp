@@ -24,10 +24,7 @@ AutoSyncPage::AutoSyncPage(std::vector<ProjectEntry> projects, std::function<boo
       projects_(std::move(projects)),
       targetUsable_(std::move(targetUsable)) {
     Layout()->addWidget(TranslatedLabel("section.sync", "SectionTitle"));
-    autoSync_ = new QCheckBox(this);
-    autoSync_->setObjectName(QStringLiteral("SettingsAutoSyncCheck"));
-    Translate(autoSync_, "dialog.auto_sync_checkbox");
-    Layout()->addWidget(autoSync_);
+    autoSync_ = TranslatedCheck("SettingsAutoSyncCheck", "dialog.auto_sync_checkbox");
     Layout()->addWidget(TranslatedLabel("dialog.auto_sync_hint", "HintLabel"));
     folderWarning_ = TranslatedLabel("dialog.auto_sync_target_required_warning", "DangerHintLabel");
     Layout()->addWidget(folderWarning_);

@@ -19,10 +19,7 @@ constexpr int kTrayItem = 1;
 
 AutostartPage::AutostartPage() : SettingsPage("SettingsAutostartTab", "dialog.tab_autostart") {
     Layout()->addWidget(TranslatedLabel("section.autostart", "SectionTitle"));
-    autostart_ = new QCheckBox(this);
-    autostart_->setObjectName(QStringLiteral("SettingsAutostartCheck"));
-    Translate(autostart_, "dialog.autostart_checkbox");
-    Layout()->addWidget(autostart_);
+    autostart_ = TranslatedCheck("SettingsAutostartCheck", "dialog.autostart_checkbox");
     Layout()->addWidget(TranslatedLabel("dialog.autostart_hint", "HintLabel"));
     auto* row = new QHBoxLayout;
     row->addWidget(TranslatedLabel("dialog.autostart_mode_label", nullptr));

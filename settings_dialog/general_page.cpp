@@ -27,10 +27,8 @@ GeneralPage::GeneralPage() : SettingsPage("SettingsGeneralTab", "dialog.tab_gene
     row->addWidget(browse);
     Layout()->addLayout(row);
     Layout()->addWidget(TranslatedLabel("dialog.target_folder_hint", "HintLabel"));
-    validation_ = new QCheckBox(this);
-    validation_->setObjectName(QStringLiteral("SettingsTargetValidationCheck"));
-    Translate(validation_, "dialog.target_validation_checkbox");
-    Layout()->addWidget(validation_);
+    validation_ =
+        TranslatedCheck("SettingsTargetValidationCheck", "dialog.target_validation_checkbox");
     Layout()->addWidget(TranslatedLabel("dialog.target_validation_hint", "HintLabel"));
     validationOffWarning_ =
         TranslatedLabel("dialog.target_validation_disabled_warning", "DangerHintLabel");
@@ -39,10 +37,7 @@ GeneralPage::GeneralPage() : SettingsPage("SettingsGeneralTab", "dialog.tab_gene
     Layout()->addWidget(folderWarning_);
     Layout()->addSpacing(8);
     Layout()->addWidget(TranslatedLabel("section.http_security", "SectionTitle"));
-    httpLock_ = new QCheckBox(this);
-    httpLock_->setObjectName(QStringLiteral("SettingsHttpLockCheck"));
-    Translate(httpLock_, "dialog.http_lock_checkbox");
-    Layout()->addWidget(httpLock_);
+    httpLock_ = TranslatedCheck("SettingsHttpLockCheck", "dialog.http_lock_checkbox");
     Layout()->addWidget(TranslatedLabel("dialog.http_lock_hint", "HintLabel"));
     httpWarning_ = TranslatedLabel("dialog.http_unencrypted_warning", "DangerHintLabel");
     Layout()->addWidget(httpWarning_);

@@ -1,6 +1,7 @@
 #include "settings_dialog/settings_page.h"
 
 #include <QAbstractButton>
+#include <QCheckBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -34,6 +35,14 @@ QLabel* SettingsPage::TranslatedLabel(const char* key, const char* objectName) {
     label->setWordWrap(true);
     Translate(label, key);
     return label;
+}
+
+QCheckBox* SettingsPage::TranslatedCheck(const char* objectName, const char* key) {
+    auto* check = new QCheckBox(this);
+    check->setObjectName(QString::fromLatin1(objectName));
+    Translate(check, key);
+    layout_->addWidget(check);
+    return check;
 }
 
 void SettingsPage::Translate(QObject* target, const char* key) {

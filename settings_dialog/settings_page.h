@@ -6,6 +6,7 @@
 
 #include "settings/settings_merge.h"
 
+class QCheckBox;
 class QLabel;
 class QVBoxLayout;
 
@@ -30,6 +31,8 @@ protected:
     QVBoxLayout* Layout() const { return layout_; }
     // A word-wrapped label under the style sheet's object name, its text kept translated.
     QLabel* TranslatedLabel(const char* key, const char* objectName);
+    // A check box under its object name, its text kept translated, added to the page.
+    QCheckBox* TranslatedCheck(const char* objectName, const char* key);
     // Keeps the text (or, for a line edit, the placeholder) of `target` translated.
     void Translate(QObject* target, const char* key);
     // A box over the dialog, answered with OK.
