@@ -25,11 +25,6 @@
 
 namespace tavrin::server {
 
-namespace asio = boost::asio;
-namespace beast = boost::beast;
-namespace http = beast::http;
-using tcp = asio::ip::tcp;
-
 namespace {
 
 constexpr std::uint32_t kHeaderLimit = 8192;  // request line and headers together

@@ -14,11 +14,6 @@
 
 namespace tavrin::server {
 
-namespace asio = boost::asio;
-namespace beast = boost::beast;
-namespace http = beast::http;
-using tcp = asio::ip::tcp;
-
 namespace {
 
 // Compares without leaking where the texts differ through timing.

@@ -25,6 +25,12 @@
 
 namespace tavrin::server {
 
+// The names the server's connection code is written with.
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = beast::http;
+using tcp = asio::ip::tcp;
+
 struct PendingPoll;
 
 // The server's state: ContentServer's own, and read by the connections it serves.
