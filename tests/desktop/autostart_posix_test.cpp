@@ -3,8 +3,8 @@
 #include <QFile>
 #include <QtTest>
 
-#include "desktop/autostart.h"
 #include "base/executable_directory.h"
+#include "desktop/autostart.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
 #include "settings/settings_store.h"

@@ -5,8 +5,8 @@
 #include <QtTest>
 #include <string>
 
-#include "desktop/autostart.h"
 #include "base/executable_directory.h"
+#include "desktop/autostart.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
 #include "settings/settings_store.h"

@@ -13,8 +13,8 @@
 #include <memory>
 #include <thread>
 
-#include "startup/startup.h"
 #include "i18n/translator.h"
+#include "startup/startup.h"
 #include "ui/tavrin_qt_window.h"
 #include "ui/thread_reaper.h"
 #include "ui_sandbox.h"

@@ -15,8 +15,8 @@
 
 #include "app/native_window.h"
 #include "desktop/single_instance.h"
-#include "startup/startup.h"
 #include "i18n/translator.h"
+#include "startup/startup.h"
 #include "tests/support/wine.h"
 #include "ui/tavrin_qt_window.h"
 #include "ui_sandbox.h"
