@@ -21,7 +21,8 @@ private slots:
         QString aside;
         QString error;
         QCOMPARE(keeper.CheckFile(aside, error), SettingsKeeper::FileState::readable);
-        keeper.Record().targetPath = QStringLiteral("/games/ac");
+        keeper.Record().servers = {
+            {QStringLiteral("Burst"), QStringLiteral("https://burst.example")}};
         sandbox.WriteSettings("");
         test::WriteCounter writes(sandbox.SettingsFile());
         QElapsedTimer clock;
@@ -34,20 +35,21 @@ private slots:
         QVERIFY2(clock.elapsed() >= 400 + 700 - 50, "written before 700 ms had passed quietly");
         QTest::qWait(900);
         QCOMPARE(writes.Count(), 1);
-        QVERIFY(sandbox.ReadSettings().contains("/games/ac"));
+        QVERIFY(sandbox.ReadSettings().contains("https://burst.example"));
     }
 
     void RevisionsAloneAreWrittenWithoutTheRest() {
         test::UiSandbox sandbox;
         SettingsKeeper keeper(sandbox.SettingsFile(), nullptr);
-        keeper.Record().targetPath = QStringLiteral("/not/written");
+        keeper.Record().servers = {
+            {QStringLiteral("Later"), QStringLiteral("https://not.written")}};
         keeper.Record().autoSyncRevisions[QStringLiteral("https://one.example")] = 42;
         keeper.ScheduleRevisionsSave();
         keeper.Flush(false);
         const QByteArray text = sandbox.ReadSettings();
         QVERIFY2(text.contains("AutoSyncRevisions"), text.constData());
         QVERIFY(text.contains("42"));
-        QVERIFY(!text.contains("/not/written"));
+        QVERIFY(!text.contains("not.written"));
     }
 
     void NothingIsWrittenWhileSuppressed() {
