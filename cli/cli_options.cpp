@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/strict_options.h"
+#include "net/rate_limit.h"
 
 namespace tavrin::cli {
 namespace {
@@ -52,6 +53,11 @@ CliArgumentReader::CliArgumentReader(const std::vector<std::string>& words, CliO
               [this](const std::string& value) { options_.projects.push_back(value); });
     AddOption("--password", [this](const std::string& value) { AddPassword(value); });
     AddOption("--wait", [this](const std::string& value) { SetWait(value); });
+    AddOption("--limit-rate", [this](const std::string& value) {
+        if (!ParseRate(value, options_.limitRate)) {
+            throw Refused{"--limit-rate takes a rate in bytes per second, such as 500K or 4M"};
+        }
+    });
     AddFlag("--allow-http", {"--allow-http"}, [this] { options_.allowHttp = true; });
     AddFlag("--no-target-check", {"--no-target-check"}, [this] { options_.noTargetCheck = true; });
     AddFlag("--json", {"--json"}, [this] { options_.json = true; });
@@ -104,6 +110,7 @@ std::string CliUsage() {
            "  projects --server URL [--allow-http]\n"
            "  sync     --server URL --target DIR --project NAME [--project NAME]...\n"
            "           [--password NAME=SECRET]... [--allow-http] [--no-target-check] [--json]\n"
+           "           [--limit-rate RATE]\n"
            "  watch    (the options of sync) [--wait SECONDS]\n"
            "  find-game\n"
            "  --help, --version\n";

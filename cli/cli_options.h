@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -20,6 +21,7 @@ struct CliOptions {
     bool noTargetCheck = false;
     bool json = false;
     int waitSeconds = 8;
+    std::uint64_t limitRate = 0;  // bytes per second for all downloads together; 0: none
 };
 
 // Parses the arguments (UTF-8, without the program name). False with a message for the

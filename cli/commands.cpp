@@ -1,6 +1,7 @@
 #include "cli/commands.h"
 
 #include <chrono>
+#include <optional>
 #include <random>
 #include <thread>
 
@@ -82,6 +83,10 @@ int SyncOnce(const CliOptions& options, std::atomic<bool>& cancel, CliOutput& ou
     }
     ServerSyncRequest request = BuildRequest(options, cancel);
     request.sinks = SinksOf(output);
+    std::optional<RateLimit> limit;
+    if (options.limitRate != 0) {
+        request.rateLimit = &limit.emplace(options.limitRate);
+    }
     request.sinks.Log(FillPlaceholders(TrWide("log.syncing_server"), {Utf8ToWide(options.server)}),
                       true);
     SyncRunResult result;

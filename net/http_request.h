@@ -8,6 +8,7 @@
 
 #include "net/http_session.h"
 #include "net/output_file.h"
+#include "net/rate_limit.h"
 
 namespace tavrin {
 
@@ -38,6 +39,9 @@ struct HttpRequest {
     // When set: the exchange stops as soon as more body bytes than this have arrived, so a
     // server cannot fill the disk; `HttpResult::bodyLimitExceeded` then tells so.
     std::optional<std::uint64_t> bodyLimit;
+    // When set: every body chunk waits for its turn in this budget, shared with the other
+    // requests that hold it.
+    RateLimit* rateLimit = nullptr;
 };
 
 struct HttpResult {

@@ -149,6 +149,11 @@ size_t OnBody(char* data, size_t size, size_t count, void* context) {
         transfer.stop = Stop::kLimit;
         return 0;
     }
+    if (request.rateLimit != nullptr && !request.rateLimit->Take(length, request.cancelFlag)) {
+        transfer.stop = Stop::kCancelled;
+        return 0;
+    }
+    transfer.lastActivity = Clock::now();  // a wait for the budget is no silence of the server
     if (transfer.sink != nullptr) {
         if (!transfer.sink->Write(data, length)) {
             transfer.stop = Stop::kWriteFailed;

@@ -225,6 +225,10 @@ bool ReadBody(HINTERNET request, const HttpRequest& options, Sink& sink, HttpRes
             SetLastError(ERROR_FILE_TOO_LARGE);
             return FailWithCode(errorText, "error.winhttp_read_data_failed");
         }
+        if (options.rateLimit != nullptr && !options.rateLimit->Take(read, options.cancelFlag)) {
+            errorText = TrWide("error.sync_cancelled");
+            return false;
+        }
         if (sink.toFile && !sink.out->Write(buffer.data(), read)) {
             errorText = TrWide("error.file_write_failed");
             return false;

@@ -284,6 +284,7 @@ bool FetchIntoTemporary(const FileDownload& file, HttpSession& session,
     request.outFile = &output;
     request.cancelFlag = file.context.cancelFlag;
     request.bodyLimit = file.item.record.size;
+    request.rateLimit = file.context.rateLimit;
     if (!password.empty()) {
         request.extraHeaders = L"X-Project-Password: " + HeaderSafePassword(password) + L"\r\n";
     }

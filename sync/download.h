@@ -13,6 +13,7 @@
 
 #include "net/file_list_fetch.h"
 #include "net/http_session.h"
+#include "net/rate_limit.h"
 #include "sync/progress.h"
 #include "sync/sync_work_item.h"
 #include "sync/target_tree.h"
@@ -36,7 +37,8 @@ struct DownloadContext {
     const std::atomic<bool>* cancelFlag = nullptr;
     PasswordTable* passwords = nullptr;
     PasswordPrompt prompt;
-    ProgressSinks sinks;  // the run's
+    ProgressSinks sinks;             // the run's
+    RateLimit* rateLimit = nullptr;  // the download budget, when the player set one
 };
 
 // The state all workers of one download stage share.

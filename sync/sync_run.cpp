@@ -105,6 +105,7 @@ bool OpenRun(const ServerSyncRequest& request, std::wstring& canonical, Download
     context.cancelFlag = request.cancelFlag;
     context.prompt = request.prompt;
     context.sinks = request.sinks;
+    context.rateLimit = request.rateLimit;
     return true;
 }
 

@@ -21,6 +21,8 @@ struct ServerSyncRequest {
     PasswordPrompt prompt;  // may block the run's threads while the user answers
     ProgressSinks sinks;    // the run's log lines and progress reports
     bool forceFullFileLists = false;
+    // The download budget all workers share, when the player set a limit; the caller keeps it.
+    RateLimit* rateLimit = nullptr;
 };
 
 // What a run did, filled as it goes.

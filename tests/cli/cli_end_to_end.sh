@@ -109,6 +109,23 @@ run_cli sync --server "$url" >/dev/null 2>"$work/usage.err"
 check "usage error exits 2" [ $? -eq 2 ]
 check "usage is printed" grep -q 'Usage: tavrin-cli' "$work/usage.err"
 
+# --limit-rate: a bad value is a usage error naming the option; a limit holds the download of
+# the 300,000-byte file (and the rest of the project) to about 1.5 s at 200K.
+mkdir -p "$work/limited"
+run_cli sync --server "$url" --allow-http --target "$work/limited" --project alpha \
+    --no-target-check --limit-rate 5KB >/dev/null 2>"$work/rate.err"
+check "a bad --limit-rate exits 2" [ $? -eq 2 ]
+check "the refusal names --limit-rate" grep -qF -- "--limit-rate takes a rate" "$work/rate.err"
+started=$(date +%s%N)
+run_cli sync --server "$url" --allow-http --target "$work/limited" --project alpha \
+    --no-target-check --limit-rate 200K >/dev/null 2>&1
+status=$?
+elapsed_ms=$(( ($(date +%s%N) - started) / 1000000 ))
+check "a limited sync exits 0" [ $status -eq 0 ]
+check "the limited file arrived whole" cmp -s "$work/root/alpha/content/big.bin" \
+    "$work/limited/content/big.bin"
+check "200K held the download to at least 1.3 s (took ${elapsed_ms} ms)" [ "$elapsed_ms" -ge 1300 ]
+
 if [ -z "$runner" ]; then
     # The live progress line in a real terminal fits its width, 40 columns and after a resize.
     mkdir -p "$work/root/many" "$work/many"

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <mutex>
+#include <thread>
+#include <tuple>
 
 #include "i18n/placeholders.h"
 #include "i18n/translator.h"
@@ -35,8 +38,9 @@ protected:
         };
     }
 
-    bool Run(std::vector<std::string> projects) {
+    bool Run(std::vector<std::string> projects, RateLimit* limit = nullptr) {
         ServerSyncRequest request;
+        request.rateLimit = limit;
         request.sinks = sinks_;
         request.serverUrl = content_.Url();
         request.clientId = L"tavrin-0123456789abcdef";
@@ -189,6 +193,48 @@ TEST_F(SyncRunTest, secondRunIsAnsweredFromTheCacheAndFindsEverythingInStep) {
     ASSERT_TRUE(Run({"a"})) << WideToUtf8(error_);
     EXPECT_EQ(result_.filesUpToDate, 1U);
     EXPECT_EQ(result_.filesDownloaded, 0U);
+}
+
+// One budget for the whole run: one file or sixteen, downloaded by as many workers, arrive at
+// the limit on average, within 5 %.
+class SyncRunLimitTest : public SyncRunTest,
+                         public testing::WithParamInterface<std::tuple<std::uint64_t, int>> {};
+
+TEST_P(SyncRunLimitTest, theDownloadsTogetherKeepToTheLimit) {
+    const auto [rate, files] = GetParam();
+    const std::uint64_t total = rate * 3;  // three seconds at the limit
+    for (int file = 0; file < files; ++file) {
+        content_.AddFile("Pack", "content/file" + std::to_string(file) + ".bin",
+                         std::string(total / static_cast<std::uint64_t>(files), 'x'));
+    }
+    RateLimit limit(rate);
+    const auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(Run({"Pack"}, &limit)) << WideToUtf8(error_);
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_EQ(result_.filesDownloaded, static_cast<std::uint64_t>(files));
+    EXPECT_NEAR(static_cast<double>(result_.bytesDownloaded) / seconds / static_cast<double>(rate),
+                1.0, 0.05);
+}
+
+INSTANTIATE_TEST_SUITE_P(Limits, SyncRunLimitTest,
+                         testing::Combine(testing::Values(256 * 1024, 1024 * 1024, 4 * 1024 * 1024),
+                                          testing::Values(1, 16)));
+
+TEST_F(SyncRunTest, aCancelEndsALimitedRunWithinASecond) {
+    content_.AddFile("Pack", "content/big.bin", std::string(4 * 1024 * 1024, 'x'));
+    RateLimit limit(64 * 1024);  // a minute for the file
+    std::thread canceller([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        cancel_ = true;
+    });
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(Run({"Pack"}, &limit));
+    const auto cancelledAfter = std::chrono::steady_clock::now() - start;
+    canceller.join();
+    EXPECT_LT(cancelledAfter, std::chrono::milliseconds(1500));
+    EXPECT_EQ(TemporaryFilesLeft(), 0U);
+    EXPECT_FALSE(std::filesystem::exists(sandbox_ / "game" / "content" / "big.bin"));
 }
 
 TEST(CollapseTest, laterRecordWinsForOneLocalPath) {
