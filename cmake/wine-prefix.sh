@@ -4,6 +4,7 @@
 #                          with its output detached (else Wine's helper processes keep the
 #                          caller's pipes open and every program start crawls or hangs)
 #   wine-prefix.sh stop    ends that wineserver
+#   wine-prefix.sh restart the same prefix on a new persistent wineserver
 # Run "fresh" on the X display the programs will use: Wine's desktop process binds to it.
 set -eu
 : "${WINEPREFIX:?set WINEPREFIX}"
@@ -28,8 +29,15 @@ fresh)
 stop)
     /usr/lib/wine/wineserver -k >/dev/null 2>&1 || true
     ;;
+restart)
+    # The same prefix on a new persistent wineserver, once the old one has gone.
+    /usr/lib/wine/wineserver -k >/dev/null 2>&1 || true
+    /usr/lib/wine/wineserver -w >/dev/null 2>&1 || true
+    /usr/lib/wine/wine64 cmd /c exit </dev/null >/dev/null 2>&1 || true
+    /usr/lib/wine/wineserver -p </dev/null >/dev/null 2>&1 || true
+    ;;
 *)
-    echo "usage: wine-prefix.sh fresh|stop" >&2
+    echo "usage: wine-prefix.sh fresh|stop|restart" >&2
     exit 2
     ;;
 esac
