@@ -7,7 +7,7 @@ namespace tavrin {
 
 // Every translation key the program looks up. Each language pack holds all of them; a key
 // used in the code but missing here fails a test.
-inline constexpr std::array<std::string_view, 195> kTranslationKeys = {
+inline constexpr std::array<std::string_view, 200> kTranslationKeys = {
     "accessible.project_from_server",
     "action.refresh_projects",
     "action.stop",
@@ -35,6 +35,9 @@ inline constexpr std::array<std::string_view, 195> kTranslationKeys = {
     "dialog.autostart_mode_tray",
     "dialog.autostart_mode_window",
     "dialog.choose_target_folder",
+    "dialog.download_limit_checkbox",
+    "dialog.download_limit_hint",
+    "dialog.download_limit_unit",
     "dialog.http_lock_checkbox",
     "dialog.http_lock_hint",
     "dialog.http_unencrypted_warning",
@@ -165,12 +168,14 @@ inline constexpr std::array<std::string_view, 195> kTranslationKeys = {
     "progress.files_per_second",
     "progress.files_suffix",
     "progress.speed_default",
+    "progress.speed_limited",
     "progress.status_compare",
     "reason.game_folder_available",
     "reason.initial_sync",
     "reason.server_reports_changes",
     "reason.sync_follow_up_after_change",
     "section.autostart",
+    "section.download_speed",
     "section.http_security",
     "section.language",
     "section.log",

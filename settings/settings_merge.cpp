@@ -33,6 +33,8 @@ SettingsDialogValues DialogValuesOf(const SettingsRecord& settings, bool autosta
     values.httpLockEnabled = settings.httpLockEnabled;
     values.autostartEnabled = autostartRegistered;
     values.autostartMode = settings.autostartMode;
+    values.downloadLimitEnabled = settings.downloadLimitEnabled;
+    values.downloadLimitMBps = settings.downloadLimitMBps;
     values.autoSyncEnabled = settings.autoSyncEnabled;
     values.autoSyncProjects = autoSyncSelection;
     return values;
@@ -155,6 +157,8 @@ SettingsMergeOutcome MergeAcceptedSettings(SettingsRecord& settings,
     outcome.httpLockChanged = settings.httpLockEnabled != values.httpLockEnabled;
     settings.httpLockEnabled = values.httpLockEnabled;
     settings.autostartMode = values.autostartMode;
+    settings.downloadLimitEnabled = values.downloadLimitEnabled;
+    settings.downloadLimitMBps = values.downloadLimitMBps;
     if (!settings.autoSyncProjects.isEmpty() ||
         !SameProjectKeys(values.autoSyncProjects, watchedBefore)) {
         settings.autoSyncProjects = values.autoSyncProjects;

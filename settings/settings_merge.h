@@ -18,6 +18,8 @@ struct SettingsDialogValues {
     bool httpLockEnabled = true;
     bool autostartEnabled = false;
     AutostartMode autostartMode = AutostartMode::tray;
+    bool downloadLimitEnabled = false;
+    double downloadLimitMBps = 10.0;
     bool autoSyncEnabled = false;
     QStringList autoSyncProjects;  // project keys ticked for auto-sync
 };

@@ -29,6 +29,9 @@ struct SettingsRecord {
     double downloadFilesPerSecond = 0.0;
     double compareFilesPerSecond = 0.0;
     AutostartMode autostartMode = AutostartMode::tray;
+    // One limit for all downloads of a run together, in MB/s (1,048,576 bytes), when on.
+    bool downloadLimitEnabled = false;
+    double downloadLimitMBps = 10.0;
     bool autoSyncEnabled = false;
     QStringList selectedProjects;
     QStringList autoSyncProjects;

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <cmath>
 
 #include "net/server_endpoint.h"
@@ -24,6 +25,8 @@ const QString kDownloadFps = QStringLiteral("telemetry_download_fps");
 const QString kCompareFps = QStringLiteral("telemetry_compare_fps");
 const QString kAutostartMode = QStringLiteral("autostart_mode");
 const QString kAutoSyncEnabled = QStringLiteral("auto_sync_enabled");
+const QString kDownloadLimitEnabled = QStringLiteral("download_limit_enabled");
+const QString kDownloadLimitMBps = QStringLiteral("download_limit_mbps");
 const QString kSelectedProjects = QStringLiteral("selected_projects");
 const QString kAutoSyncProjects = QStringLiteral("auto_sync_projects");
 const QString kDomainCount = QStringLiteral("Domains/count");
@@ -42,6 +45,14 @@ QString TrimmedString(const QSettings& settings, const QString& key) {
 }
 
 // A measured rate: anything not above zero, NaN included, is no measurement.
+double DownloadLimitOf(const QVariant& stored) {
+    bool ok = false;
+    const double value = stored.toDouble(&ok);
+    return ok && std::isfinite(value)
+               ? std::clamp(value, kLeastDownloadLimitMBps, kMostDownloadLimitMBps)
+               : 10.0;
+}
+
 double ReadRate(const QSettings& settings, const QString& key) {
     const double value = settings.value(key, 0.0).toDouble();
     return value > 0.0 ? value : 0.0;
@@ -217,6 +228,8 @@ bool ReadSettingsFile(const QString& settingsPath, SettingsRecord& record,
     if (hooks.registeredModeOr) {
         record.autostartMode = hooks.registeredModeOr(record.autostartMode);
     }
+    record.downloadLimitEnabled = settings.value(kDownloadLimitEnabled, false).toBool();
+    record.downloadLimitMBps = DownloadLimitOf(settings.value(kDownloadLimitMBps));
     record.autoSyncEnabled = settings.value(kAutoSyncEnabled, false).toBool();
     const bool autoSyncSwitchedOff =
         record.autoSyncEnabled && hooks.isTargetUsable &&
@@ -270,6 +283,8 @@ void WriteSettingsFile(const QString& settingsPath, const SettingsRecord& record
     settings.setValue(kDownloadFps, record.downloadFilesPerSecond);
     settings.setValue(kCompareFps, record.compareFilesPerSecond);
     settings.setValue(kAutoSyncEnabled, record.autoSyncEnabled);
+    settings.setValue(kDownloadLimitEnabled, record.downloadLimitEnabled);
+    settings.setValue(kDownloadLimitMBps, record.downloadLimitMBps);
     settings.setValue(kHttpLock, record.httpLockEnabled);
     settings.setValue(kAutostartMode,
                       QString::fromStdString(AutostartModeToString(record.autostartMode)));

@@ -32,6 +32,11 @@ bool SettingsFileReadable(const QString& settingsPath);
 // that name, or empty with `error` filled when it could not be moved.
 QString MoveSettingsFileAside(const QString& settingsPath, QString& error);
 
+// The download limit's range in MB/s; a stored value outside it is brought into it, one that
+// is no number gives 10.
+inline constexpr double kLeastDownloadLimitMBps = 0.1;
+inline constexpr double kMostDownloadLimitMBps = 10000.0;
+
 // "General/language": trimmed, lower-cased, cut to two characters; empty gives "en".
 QString NormalizeLanguageSetting(const QString& stored);
 QString CurrentLanguageSetting(const QString& settingsPath);

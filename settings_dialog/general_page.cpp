@@ -2,6 +2,7 @@
 
 #include <QCheckBox>
 #include <QDir>
+#include <QDoubleSpinBox>
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -9,6 +10,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include "settings/settings_store.h"
 #include "sync/path_safety.h"
 #include "widgets/ui_text.h"
 
@@ -41,6 +43,7 @@ GeneralPage::GeneralPage() : SettingsPage("SettingsGeneralTab", "dialog.tab_gene
     Layout()->addWidget(TranslatedLabel("dialog.http_lock_hint", "HintLabel"));
     httpWarning_ = TranslatedLabel("dialog.http_unencrypted_warning", "DangerHintLabel");
     Layout()->addWidget(httpWarning_);
+    AddDownloadLimit();
     Layout()->addStretch(1);
 
     connect(browse, &QPushButton::clicked, this, &GeneralPage::Browse);
@@ -48,7 +51,36 @@ GeneralPage::GeneralPage() : SettingsPage("SettingsGeneralTab", "dialog.tab_gene
     connect(httpLock_, &QCheckBox::toggled, this, &GeneralPage::RefreshWarnings);
 }
 
+// One limit for all downloads of a run together, off by default.
+void GeneralPage::AddDownloadLimit() {
+    Layout()->addSpacing(8);
+    Layout()->addWidget(TranslatedLabel("section.download_speed", "SectionTitle"));
+    auto* row = new QHBoxLayout;
+    downloadLimit_ = new QCheckBox(this);
+    downloadLimit_->setObjectName(QStringLiteral("SettingsDownloadLimitCheck"));
+    Translate(downloadLimit_, "dialog.download_limit_checkbox");
+    downloadLimitValue_ = new QDoubleSpinBox(this);
+    downloadLimitValue_->setObjectName(QStringLiteral("SettingsDownloadLimitValue"));
+    downloadLimitValue_->setRange(kLeastDownloadLimitMBps, kMostDownloadLimitMBps);
+    downloadLimitValue_->setDecimals(1);
+    downloadLimitValue_->setSingleStep(1.0);
+    row->addWidget(downloadLimit_);
+    row->addWidget(downloadLimitValue_);
+    row->addStretch(1);
+    Layout()->addLayout(row);
+    Layout()->addWidget(TranslatedLabel("dialog.download_limit_hint", "HintLabel"));
+    connect(downloadLimit_, &QCheckBox::toggled, downloadLimitValue_, &QWidget::setEnabled);
+}
+
+void GeneralPage::Retranslate() {
+    SettingsPage::Retranslate();
+    downloadLimitValue_->setSuffix(QLatin1Char(' ') + Text("dialog.download_limit_unit"));
+}
+
 void GeneralPage::Fill(const SettingsDialogValues& values) {
+    downloadLimit_->setChecked(values.downloadLimitEnabled);
+    downloadLimitValue_->setValue(values.downloadLimitMBps);
+    downloadLimitValue_->setEnabled(values.downloadLimitEnabled);
     folder_->setText(QDir::toNativeSeparators(values.targetPath.trimmed()));
     validation_->setChecked(values.targetValidationEnabled);
     httpLock_->setChecked(values.httpLockEnabled);
@@ -66,6 +98,8 @@ void GeneralPage::Collect(SettingsDialogValues& values) const {
     values.targetPath = Folder();
     values.targetValidationEnabled = validation_->isChecked();
     values.httpLockEnabled = httpLock_->isChecked();
+    values.downloadLimitEnabled = downloadLimit_->isChecked();
+    values.downloadLimitMBps = downloadLimitValue_->value();
 }
 
 bool GeneralPage::HttpLocked() const {

@@ -3,6 +3,7 @@
 #include "settings_dialog/settings_page.h"
 
 class QCheckBox;
+class QDoubleSpinBox;
 class QLabel;
 class QLineEdit;
 
@@ -17,6 +18,7 @@ public:
 
     void Fill(const SettingsDialogValues& values) override;
     void Collect(SettingsDialogValues& values) const override;
+    void Retranslate() override;
     bool HttpLocked() const;
     // Whether the folder as typed may be synced into, with the check as ticked.
     bool TargetUsable() const;
@@ -29,6 +31,7 @@ private:
     QString Folder() const;
     void Browse();
     void RefreshWarnings();
+    void AddDownloadLimit();
 
     QLineEdit* folder_ = nullptr;
     QCheckBox* validation_ = nullptr;
@@ -36,6 +39,8 @@ private:
     QLabel* folderWarning_ = nullptr;
     QCheckBox* httpLock_ = nullptr;
     QLabel* httpWarning_ = nullptr;
+    QCheckBox* downloadLimit_ = nullptr;
+    QDoubleSpinBox* downloadLimitValue_ = nullptr;
 };
 
 }  // namespace tavrin

@@ -75,7 +75,7 @@ void ProgressSection::SetPhase(bool comparing, bool force) {
     bar_->setStyleSheet(kBarStyle.arg(comparing ? kComparingChunk : kDownloadingChunk));
 }
 
-void ProgressSection::Show(const ProgressMessage& message) {
+void ProgressSection::Show(const ProgressMessage& message, bool limited) {
     if (cancelShown_) {
         return;
     }
@@ -86,7 +86,10 @@ void ProgressSection::Show(const ProgressMessage& message) {
     bar_->setValue(static_cast<int>(std::clamp(done / total, 0.0, 1.0) * 100.0));
     currentFile_->setText(QString::fromStdWString(FormatCurrentFile(message)));
     bytes_->setText(QString::fromStdWString(FormatProgressCounts(message)));
-    speed_->setText(QString::fromStdWString(FormatRate(message)));
+    const QString rate = QString::fromStdWString(FormatRate(message));
+    speed_->setText(limited && !message.comparing
+                        ? rate + QLatin1Char(' ') + Text("progress.speed_limited")
+                        : rate);
     const std::optional<double> seconds = running_ ? remaining_.Update(message) : std::nullopt;
     eta_->setText(seconds ? Text("progress.eta_total_with_value")
                                 .arg(QString::fromStdWString(FormatEta(*seconds)))

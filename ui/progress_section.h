@@ -21,7 +21,8 @@ public:
     void Retranslate();
     void Reset();
     void SetPhase(bool comparing, bool force);
-    void Show(const ProgressMessage& message);
+    // `limited`: the player's download limit holds the rate down, which the rate says.
+    void Show(const ProgressMessage& message, bool limited = false);
     // A run starts estimating from the rates learnt in earlier runs.
     void RunStarted(const ThroughputRates& learnt);
     // The learnt rates with this run's blended in.

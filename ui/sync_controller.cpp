@@ -275,13 +275,17 @@ SyncRefusal SyncController::StartSync(bool automatic, const QString& reason, con
 
     // One guard for every callback of the run: the worker may outlive this controller.
     const auto self = std::make_shared<const QPointer<SyncController>>(this);
+    limit_ = settings_.downloadLimitEnabled
+                 ? std::make_shared<RateLimit>(
+                       static_cast<std::uint64_t>(settings_.downloadLimitMBps * 1024.0 * 1024.0))
+                 : nullptr;
     std::wstring startError;
     const bool started = worker_.Start(
         startError, [self, jobs = std::move(jobs), clientId = clientId_.toStdWString(),
                      folder = target.toStdWString(), automatic, cancel = cancel_,
-                     questions = QuestionsFor(self), sinks = SinksFor(self)] {
-            const SyncOutcome outcome =
-                RunSyncJobs(jobs, clientId, folder, automatic, cancel.get(), questions, sinks);
+                     questions = QuestionsFor(self), sinks = SinksFor(self), limit = limit_] {
+            const SyncOutcome outcome = RunSyncJobs(jobs, clientId, folder, automatic, cancel.get(),
+                                                    questions, sinks, limit.get());
             if (SyncController* controller = self->data()) {
                 QMetaObject::invokeMethod(
                     controller, [controller, outcome] { controller->OnSyncFinished(outcome); },

@@ -87,6 +87,8 @@ public:
     void CancelSync();
     bool IsBusy() const { return busy_.load() || starting_.load(); }
     bool CancelRequested() const { return cancel_->load(); }
+    // Whether the player's download limit holds the running downloads back.
+    bool DownloadLimitHolding() const { return limit_ != nullptr && limit_->Holding(); }
 
     // Auto-sync.
     QStringList AutoSyncSelection() const { return auto_.Selection(); }
@@ -151,6 +153,7 @@ private:
     // Shared with the run, which may outlive the controller when a quit leaves it behind.
     std::shared_ptr<std::atomic<bool>> cancel_ = std::make_shared<std::atomic<bool>>(false);
     std::atomic<bool> shuttingDown_{false};
+    std::shared_ptr<RateLimit> limit_;  // the running run's, shared with its worker
     bool listsStaleAfterRun_ = false;
 
     ThreadReaper reaper_;

@@ -50,11 +50,20 @@ PasswordPrompt PromptFor(const ServerJob& job, const WorkerQuestions& questions)
     return prompt;
 }
 
+// The log line that ends a run in which every server completed.
+QString SummaryOf(std::uint64_t serversDone, const SyncRunResult& totals) {
+    return Text("log.sync_summary")
+        .arg(Number(serversDone), Number(totals.filesListed), Number(totals.filesUpToDate),
+             Number(totals.filesDownloaded), Number(totals.bytesDownloaded),
+             QString::fromStdWString(FormatBytes(totals.bytesDownloaded)));
+}
+
 }  // namespace
 
 SyncOutcome RunSyncJobs(const std::vector<ServerJob>& jobs, const std::wstring& clientId,
                         const std::wstring& target, bool automatic, const std::atomic<bool>* cancel,
-                        const WorkerQuestions& questions, const ProgressSinks& sinks) {
+                        const WorkerQuestions& questions, const ProgressSinks& sinks,
+                        RateLimit* rateLimit) {
     SyncOutcome outcome;
     outcome.automatic = automatic;
     bool ok = true;
@@ -81,6 +90,7 @@ SyncOutcome RunSyncJobs(const std::vector<ServerJob>& jobs, const std::wstring& 
         request.cancelFlag = cancel;
         request.prompt = PromptFor(job, questions);
         request.sinks = sinks;
+        request.rateLimit = rateLimit;
         SyncRunResult result;
         const bool synced = RunServerSync(request, result, error);
         server.completed = synced;
@@ -99,16 +109,9 @@ SyncOutcome RunSyncJobs(const std::vector<ServerJob>& jobs, const std::wstring& 
         ReleaseChangeFeedConnection();
     }
     outcome.ok = ok;
-    if (ok) {
-        outcome.message =
-            Text("log.sync_summary")
-                .arg(Number(serversDone), Number(totals.filesListed), Number(totals.filesUpToDate),
-                     Number(totals.filesDownloaded), Number(totals.bytesDownloaded),
-                     QString::fromStdWString(FormatBytes(totals.bytesDownloaded)));
-    } else {
-        outcome.message =
-            error.empty() ? Text("error.sync_failed_default") : QString::fromStdWString(error);
-    }
+    outcome.message = ok              ? SummaryOf(serversDone, totals)
+                      : error.empty() ? Text("error.sync_failed_default")
+                                      : QString::fromStdWString(error);
     return outcome;
 }
 

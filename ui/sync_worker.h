@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "net/file_list_fetch.h"
+#include "net/rate_limit.h"
 #include "settings/project_entry.h"
 #include "sync/progress.h"
 
@@ -50,6 +51,7 @@ struct WorkerQuestions {
 // Automatic runs read each server's revision first, so the changes they cover are known.
 SyncOutcome RunSyncJobs(const std::vector<ServerJob>& jobs, const std::wstring& clientId,
                         const std::wstring& target, bool automatic, const std::atomic<bool>* cancel,
-                        const WorkerQuestions& questions, const ProgressSinks& sinks);
+                        const WorkerQuestions& questions, const ProgressSinks& sinks,
+                        RateLimit* rateLimit = nullptr);
 
 }  // namespace tavrin

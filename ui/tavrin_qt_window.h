@@ -90,7 +90,9 @@ public:
     }
 
     // The sync section and the log.
-    void ShowProgress(const ProgressMessage& message) { progress_->Show(message); }
+    void ShowProgress(const ProgressMessage& message) {
+        progress_->Show(message, controller_->DownloadLimitHolding());
+    }
     void ResetProgress() { progress_->Reset(); }
     void SetProgressPhase(bool comparing, bool force) { progress_->SetPhase(comparing, force); }
     void AppendLog(const QString& text, bool bold) { log_->Append(text, bold); }

@@ -154,6 +154,8 @@ private slots:
         values.targetValidationEnabled = false;
         values.httpLockEnabled = false;
         values.autostartMode = AutostartMode::window;
+        values.downloadLimitEnabled = true;
+        values.downloadLimitMBps = 3.5;
         values.autoSyncEnabled = true;
         values.autoSyncProjects = {kOne + QStringLiteral("|Cars")};
         const SettingsMergeOutcome outcome =
@@ -168,6 +170,8 @@ private slots:
         QVERIFY(!settings.targetValidationEnabled);
         QVERIFY(!settings.httpLockEnabled);
         QCOMPARE(settings.autostartMode, AutostartMode::window);
+        QVERIFY(settings.downloadLimitEnabled);
+        QCOMPARE(settings.downloadLimitMBps, 3.5);
         QVERIFY(settings.autoSyncEnabled);
         QCOMPARE(settings.autoSyncProjects, QStringList{kOne + QStringLiteral("|Cars")});
     }

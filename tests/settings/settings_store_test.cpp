@@ -33,6 +33,25 @@ private slots:
         QCOMPARE(CurrentLanguageSetting(sandbox.SettingsFile()), QStringLiteral("en"));
     }
 
+    void TheDownloadLimitIsKeptAndAStoredValueBroughtIntoItsRange() {
+        test::UiSandbox sandbox;
+        QVERIFY(!Load(sandbox).downloadLimitEnabled);
+        QCOMPARE(Load(sandbox).downloadLimitMBps, 10.0);
+        SettingsRecord record;
+        record.downloadLimitEnabled = true;
+        record.downloadLimitMBps = 0.5;
+        WriteSettingsFile(sandbox.SettingsFile(), record, {});
+        QVERIFY(sandbox.ReadSettings().contains("download_limit_enabled=true"));
+        QVERIFY(sandbox.ReadSettings().contains("download_limit_mbps=0.5"));
+        QVERIFY(Load(sandbox).downloadLimitEnabled);
+        QCOMPARE(Load(sandbox).downloadLimitMBps, 0.5);
+        for (const auto& [stored, loaded] : std::vector<std::pair<QByteArray, double>>{
+                 {"0", 0.1}, {"-3", 0.1}, {"99999", 10000.0}, {"fast", 10.0}, {"nan", 10.0}}) {
+            sandbox.WriteSettings("[General]\ndownload_limit_mbps=" + stored + "\n");
+            QCOMPARE(Load(sandbox).downloadLimitMBps, loaded);
+        }
+    }
+
     void ServerWithAnEmptyUrlIsDroppedAndTheStaleEntryRemovedOnSave() {
         test::UiSandbox sandbox;
         sandbox.WriteSettings(

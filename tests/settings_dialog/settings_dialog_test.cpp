@@ -4,6 +4,7 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDoubleSpinBox>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
@@ -572,6 +573,34 @@ private slots:
         QVERIFY(window.Settings().httpLockEnabled);
         QVERIFY(!plainHttpAllowed.load());
         QTRY_VERIFY_WITH_TIMEOUT(sandbox.ReadSettings().contains("http_lock_enabled=true"), kRunMs);
+    }
+
+    // The download limit: off by default with its value greyed, on in the dialog and saved.
+    void TheDownloadLimitIsSetOnTheGeneralTabAndSaved() {
+        test::UiSandbox sandbox;
+        ModalAnswerer answers;
+        TavrinQtWindow window;
+        QVERIFY(!window.Settings().downloadLimitEnabled);
+        WhenDialogOpens([&](SettingsDialog& dialog) {
+            auto* check = Named<QCheckBox>(dialog, "SettingsDownloadLimitCheck");
+            auto* value = Named<QDoubleSpinBox>(dialog, "SettingsDownloadLimitValue");
+            QCOMPARE(check->text(), T("dialog.download_limit_checkbox"));
+            QVERIFY(!check->isChecked());
+            QVERIFY(!value->isEnabled());
+            QCOMPARE(value->value(), 10.0);
+            QCOMPARE(value->suffix(), QStringLiteral(" MB/s"));
+            check->click();
+            QVERIFY(value->isEnabled());
+            value->setValue(2.5);
+            ButtonWithText(dialog, T("button.ok"))->click();
+        });
+        window.findChild<QAction*>(QStringLiteral("SettingsAction"))->trigger();
+        QVERIFY2(answers.messages.isEmpty(), qPrintable(answers.messages.join('\n')));
+        QVERIFY(window.Settings().downloadLimitEnabled);
+        QCOMPARE(window.Settings().downloadLimitMBps, 2.5);
+        QTRY_VERIFY_WITH_TIMEOUT(sandbox.ReadSettings().contains("download_limit_enabled=true"),
+                                 kRunMs);
+        QVERIFY(sandbox.ReadSettings().contains("download_limit_mbps=2.5"));
     }
 
     void ARemovedServerTakesItsPasswordsAndRevisionsAlong() {

@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QLabel>
 #include <QPointer>
@@ -89,6 +90,33 @@ private slots:
         QVERIFY(!window.findChild<QAction*>(QStringLiteral("StopAction"))->isVisible());
         // The run's rates are remembered for the next estimate.
         QVERIFY(window.Settings().compareFilesPerSecond >= 0.0);
+    }
+
+    // A download limit of 0.5 MB/s holds 1.5 MB to about three seconds, and the rate on show
+    // says it is limited.
+    void TheDownloadLimitHoldsTheRunAndTheRateSaysSo() {
+        test::UiSandbox sandbox;
+        const QString game = sandbox.MakeGameFolder();
+        test::ContentServer server;
+        server.AddFile("Cars", "content/cars/gt/skin.dds", std::string(3 * 512 * 1024, 'x'));
+        sandbox.WriteSettings(
+            WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars",
+                           "download_limit_enabled=true\ndownload_limit_mbps=0.5\n"));
+        TavrinQtWindow window;
+        QVERIFY(window.Settings().downloadLimitEnabled);
+        QTRY_VERIFY(window.findChild<QAction*>(QStringLiteral("SyncAction"))->isEnabled());
+        LabelWatcher speed(window.findChild<QLabel*>(QStringLiteral("SpeedLabel")));
+        QElapsedTimer clock;
+        clock.start();
+        window.findChild<QAction*>(QStringLiteral("SyncAction"))->trigger();
+        QTRY_VERIFY_WITH_TIMEOUT(!window.IsBusy(), kRunMs);
+        QVERIFY2(clock.elapsed() >= 2800, qPrintable(QString::number(clock.elapsed())));
+        QCOMPARE(FileAt(game + QStringLiteral("/content/cars/gt/skin.dds")).size(), 3 * 512 * 1024);
+        const QString limited =
+            QLatin1Char(' ') + QString::fromStdString(::tavrin::tr("progress.speed_limited"));
+        QVERIFY2(std::any_of(speed.texts.begin(), speed.texts.end(),
+                             [&limited](const QString& text) { return text.endsWith(limited); }),
+                 qPrintable(speed.texts.join(QLatin1Char('\n'))));
     }
 
     void PressingSyncTwiceStartsOneRun() {
