@@ -7,7 +7,7 @@ namespace tavrin {
 
 // Every translation key the program looks up. Each language pack holds all of them; a key
 // used in the code but missing here fails a test.
-inline constexpr std::array<std::string_view, 200> kTranslationKeys = {
+inline constexpr std::array<std::string_view, 202> kTranslationKeys = {
     "accessible.project_from_server",
     "action.refresh_projects",
     "action.stop",
@@ -83,6 +83,7 @@ inline constexpr std::array<std::string_view, 200> kTranslationKeys = {
     "error.file_list_invalid_for_project",
     "error.file_path_left_target_blocked",
     "error.file_write_failed",
+    "error.file_write_failed_for_file",
     "error.http_requires_allow_http",
     "error.http_requires_unlock",
     "error.http_status_read_failed",
@@ -94,6 +95,7 @@ inline constexpr std::array<std::string_view, 200> kTranslationKeys = {
     "error.manifest_cache_write_failed",
     "error.manifest_meta_incomplete_write_failed",
     "error.manifest_meta_write_failed",
+    "error.not_enough_space",
     "error.only_http_https",
     "error.project_list_parse",
     "error.project_list_unavailable_default",

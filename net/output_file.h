@@ -26,6 +26,8 @@ public:
         observer_ = std::move(observer);
     }
     bool Write(const char* data, std::size_t size);
+    // Why the last Write failed: an errno value on Linux, a Win32 error on Windows; 0 if none.
+    std::uint32_t WriteError() const { return writeError_; }
     void Close();
     bool IsOpen() const;
 
@@ -33,6 +35,7 @@ private:
     // The platform's handle (a HANDLE on Windows, a descriptor on Linux); -1 when closed.
     std::intptr_t handle_ = -1;
     std::function<void(const char*, std::size_t)> observer_;
+    std::uint32_t writeError_ = 0;
 };
 
 }  // namespace tavrin

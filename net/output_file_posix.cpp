@@ -35,6 +35,7 @@ bool OutputFile::Write(const char* data, std::size_t size) {
             continue;
         }
         if (written <= 0) {
+            writeError_ = static_cast<std::uint32_t>(written < 0 ? errno : ENOSPC);
             return false;
         }
         data += written;

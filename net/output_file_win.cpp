@@ -40,6 +40,8 @@ bool OutputFile::Write(const char* data, std::size_t size) {
         const DWORD chunk = size > 0x40000000 ? 0x40000000 : static_cast<DWORD>(size);
         DWORD written = 0;
         if (!WriteFile(AsHandle(handle_), data, chunk, &written, nullptr) || written == 0) {
+            const DWORD code = GetLastError();
+            writeError_ = code != ERROR_SUCCESS ? code : ERROR_DISK_FULL;
             return false;
         }
         data += written;

@@ -290,6 +290,13 @@ bool FetchIntoTemporary(const FileDownload& file, HttpSession& session,
     }
     const bool exchanged = ExecuteHttpRequest(session, request, result, requestError);
     output.Close();
+    if (!exchanged && output.WriteError() != 0) {
+        // A disk that filled up after the check (another program wrote meanwhile) is named
+        // with the file and the system's reason.
+        requestError = FillPlaceholders(
+            FormatSystemError("error.file_write_failed_for_file", output.WriteError()),
+            {file.context.tree->LocalPath(file.item.local.folder, file.item.local.leaf)});
+    }
     // An oversized error page was cut off too; its status still decides what happens.
     return exchanged || (result.bodyLimitExceeded && result.status != 200 && result.status != 0);
 }

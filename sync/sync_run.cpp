@@ -8,6 +8,7 @@
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
 #include "sync/compare.h"
+#include "sync/free_space.h"
 #include "sync/path_safety.h"
 #include "sync/path_status.h"
 #include "sync/progress.h"
@@ -150,6 +151,10 @@ bool DownloadDifferences(const ServerSyncRequest& request, const DownloadContext
         request.sinks.Log(TrWide("log.compare_done"), true);
         ReportCompareProgress(run.state, TrWide("log.compare_done"), true);
         return true;
+    }
+    // A run that could only fail half way, on a full disk, stops before its first byte.
+    if (!CheckFreeSpace(*context.tree, run.downloads, errorText)) {
+        return false;
     }
     const unsigned workers =
         DownloadWorkerCount(run.downloads, std::thread::hardware_concurrency());

@@ -121,6 +121,11 @@ std::wstring TargetTree::LocalPath(std::uint32_t folder, std::string_view leaf) 
     return path;
 }
 
+std::uint32_t TargetTree::Parent(std::uint32_t index) const {
+    std::lock_guard lock(mutex_);
+    return index < nodes_.size() ? nodes_[index].parent : kTop;
+}
+
 bool TargetTree::IsOpen() const {
     std::lock_guard lock(mutex_);
     return !nodes_.empty();

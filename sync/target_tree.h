@@ -37,6 +37,9 @@ public:
     FolderOpenResult OpenFolder(std::uint32_t index, bool create,
                                 std::shared_ptr<const NativeHandle>& folder);
 
+    // The folder that holds `index` (the top holds itself).
+    std::uint32_t Parent(std::uint32_t index) const;
+
     // The folder's path with `leaf` appended, for texts shown to the user only.
     std::wstring LocalPath(std::uint32_t folder, std::string_view leaf) const;
     const std::wstring& TopPath() const { return topPath_; }
