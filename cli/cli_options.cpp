@@ -12,7 +12,8 @@ namespace tavrin::cli {
 namespace {
 
 bool IsCommand(const std::string& word) {
-    return word == "projects" || word == "sync" || word == "watch" || word == "find-game";
+    return word == "projects" || word == "sync" || word == "watch" || word == "dropped" ||
+           word == "find-game";
 }
 
 std::string UnknownArgument(const std::string& word) {
@@ -112,6 +113,8 @@ std::string CliUsage() {
            "           [--password NAME=SECRET]... [--allow-http] [--no-target-check] [--json]\n"
            "           [--limit-rate RATE]\n"
            "  watch    (the options of sync) [--wait SECONDS]\n"
+           "  dropped  --server URL --target DIR --project NAME [--project NAME]...\n"
+           "           [--password NAME=SECRET]... [--allow-http]\n"
            "  find-game\n"
            "  --help, --version\n";
 }
@@ -128,7 +131,8 @@ bool ParseCliOptions(const std::vector<std::string>& arguments, CliOptions& opti
         error = "no command given";
         return false;
     }
-    const bool syncing = options.command == "sync" || options.command == "watch";
+    const bool syncing =
+        options.command == "sync" || options.command == "watch" || options.command == "dropped";
     if ((syncing || options.command == "projects") && options.server.empty()) {
         error = options.command + " needs --server";
         return false;

@@ -10,7 +10,7 @@ namespace tavrin::cli {
 
 // The command line of tavrin-cli, as its contract documents it.
 struct CliOptions {
-    std::string command;  // "projects", "sync", "watch", "find-game", "help", "version"
+    std::string command;  // "projects", "sync", "watch", "dropped", "find-game", "help", "version"
     std::optional<std::string> dataDir;
     std::optional<std::string> language;
     std::string server;

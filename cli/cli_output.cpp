@@ -106,6 +106,16 @@ void CliOutput::Progress(const ProgressMessage& message) {
     progressShown_ = true;
 }
 
+void CliOutput::Dropped(const std::string& project, const std::vector<std::string>& paths) {
+    std::lock_guard lock(mutex_);
+    if (json_) {
+        WriteOut(Dump({{"event", "dropped"},
+                       {"project", project},
+                       {"count", paths.size()},
+                       {"files", paths}}));
+    }
+}
+
 void CliOutput::Result(bool ok, const std::wstring& message, std::uint64_t filesListed,
                        std::uint64_t filesUpToDate, std::uint64_t filesDownloaded,
                        std::uint64_t bytesDownloaded) {

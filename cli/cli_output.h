@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "sync/progress.h"
 
@@ -18,6 +19,8 @@ public:
 
     void Log(const std::wstring& line);
     void Progress(const ProgressMessage& message);
+    // Files a project's list dropped: one event with --json; the log lines say it otherwise.
+    void Dropped(const std::string& project, const std::vector<std::string>& paths);
     void Result(bool ok, const std::wstring& message, std::uint64_t filesListed,
                 std::uint64_t filesUpToDate, std::uint64_t filesDownloaded,
                 std::uint64_t bytesDownloaded);

@@ -70,7 +70,10 @@ ServerSyncRequest BuildRequest(const CliOptions& options, const std::atomic<bool
 // The engine's log lines and progress, as this command shows them.
 ProgressSinks SinksOf(CliOutput& output) {
     return {[&output](const std::wstring& line) { output.Log(line); },
-            [&output](const ProgressMessage& message) { output.Progress(message); }};
+            [&output](const ProgressMessage& message) { output.Progress(message); },
+            [&output](const std::string& project, const std::vector<std::string>& paths) {
+                output.Dropped(project, paths);
+            }};
 }
 
 // One run with its output; the exit status.
@@ -192,6 +195,22 @@ int RunWatchCommand(const CliOptions& options, std::atomic<bool>& cancel) {
     ReleaseChangeFeedConnection();
     (void)status;
     return kExitInterrupted;
+}
+
+int RunDroppedCommand(const CliOptions& options, std::atomic<bool>& cancel) {
+    const ServerSyncRequest request = BuildRequest(options, cancel);
+    std::vector<std::string> paths;
+    std::wstring error;
+    if (!ListDroppedFiles(request, paths, error)) {
+        PrintError(error);
+        return cancel.load() ? kExitInterrupted : kExitFailed;
+    }
+    std::string out;
+    for (const std::string& path : paths) {
+        out += path + "\n";
+    }
+    WriteOut(out);
+    return kExitOk;
 }
 
 int RunFindGameCommand() {

@@ -15,6 +15,7 @@ inline constexpr int kExitInterrupted = 130;
 int RunProjectsCommand(const CliOptions& options);
 int RunSyncCommand(const CliOptions& options, std::atomic<bool>& cancel);
 int RunWatchCommand(const CliOptions& options, std::atomic<bool>& cancel);
+int RunDroppedCommand(const CliOptions& options, std::atomic<bool>& cancel);
 int RunFindGameCommand();
 
 }  // namespace tavrin::cli

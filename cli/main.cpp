@@ -58,5 +58,8 @@ int main(int argc, char** argv) {
     if (options.command == "watch") {
         return RunWatchCommand(options, cancel);
     }
+    if (options.command == "dropped") {
+        return RunDroppedCommand(options, cancel);
+    }
     return RunFindGameCommand();
 }

@@ -7,7 +7,7 @@ namespace tavrin {
 
 // Every translation key the program looks up. Each language pack holds all of them; a key
 // used in the code but missing here fails a test.
-inline constexpr std::array<std::string_view, 202> kTranslationKeys = {
+inline constexpr std::array<std::string_view, 204> kTranslationKeys = {
     "accessible.project_from_server",
     "action.refresh_projects",
     "action.stop",
@@ -142,6 +142,8 @@ inline constexpr std::array<std::string_view, 202> kTranslationKeys = {
     "log.cancel_requested",
     "log.compare_done",
     "log.compare_local_files",
+    "log.dropped_files",
+    "log.dropped_files_more",
     "log.project_list_retry",
     "log.project_password_prompt_cancelled",
     "log.project_summary",

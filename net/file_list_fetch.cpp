@@ -111,12 +111,18 @@ bool RequestWithPasswords(HttpSession& session, const std::wstring& path,
 // A whole list that came: read, and kept with its validators for the next conditional request.
 bool TakeWholeList(std::wstring_view serverText, const std::string& project,
                    const CachedManifest& cached, const Answer& answer,
-                   std::vector<FileListEntry>& entries, std::wstring& errorText) {
+                   std::vector<FileListEntry>& entries, std::wstring& errorText,
+                   std::vector<FileListEntry>* replaced) {
     FileListReadError readError;
     if (!ReadList(answer.body, entries, readError)) {
         errorText = FillPlaceholders(TrWide("error.file_list_invalid_for_project"),
                                      {Utf8ToWide(project), Utf8ToWide(readError.message)});
         return false;
+    }
+    // A damaged cached list tells nothing of what was listed before.
+    if (replaced != nullptr && !cached.body.empty() &&
+        !ReadList(cached.body, *replaced, readError)) {
+        replaced->clear();
     }
     const bool hasValidators = !answer.etag.empty() || !answer.lastModified.empty();
     std::wstring ignored;
@@ -130,7 +136,7 @@ bool TakeWholeList(std::wstring_view serverText, const std::string& project,
 bool FetchFileList(HttpSession& session, std::wstring_view serverText, const std::string& project,
                    ProjectPasswords& passwords, const PasswordPrompt& prompt, bool forceFull,
                    const std::atomic<bool>* cancelFlag, std::vector<FileListEntry>& entries,
-                   bool& fromCache, std::wstring& errorText) {
+                   bool& fromCache, std::wstring& errorText, std::vector<FileListEntry>* replaced) {
     fromCache = false;
     const std::wstring path = L"/file_list/" + Utf8ToWide(PercentEncode(project));
     const CachedManifest cached = ReadManifestCache(serverText, project);
@@ -153,7 +159,7 @@ bool FetchFileList(HttpSession& session, std::wstring_view serverText, const std
         }
     }
     if (answer.status == 200) {
-        return TakeWholeList(serverText, project, cached, answer, entries, errorText);
+        return TakeWholeList(serverText, project, cached, answer, entries, errorText, replaced);
     }
     errorText = FillPlaceholders(TrWide("error.file_list_http_for_project"),
                                  {Utf8ToWide(project), std::to_wstring(answer.status)});

@@ -30,12 +30,14 @@ std::wstring FileListHeaders(const std::wstring& password, const std::wstring& e
                              const std::wstring& lastModified, bool forceFull);
 
 // Fetches a project's file list: conditionally (answered from the manifest cache on 304),
-// asking for a password on 401 (at most three prompts), and caching every good list. On
-// failure `errorText` is translated and ready for the log.
+// asking for a password on 401 (at most three prompts), and caching every good list. When a
+// new list replaces a cached one, `replaced` (if given) receives the cached list. On failure
+// `errorText` is translated and ready for the log.
 bool FetchFileList(HttpSession& session, std::wstring_view serverText, const std::string& project,
                    ProjectPasswords& passwords, const PasswordPrompt& prompt, bool forceFull,
                    const std::atomic<bool>* cancelFlag, std::vector<FileListEntry>& entries,
-                   bool& fromCache, std::wstring& errorText);
+                   bool& fromCache, std::wstring& errorText,
+                   std::vector<FileListEntry>* replaced = nullptr);
 
 // A password as it goes into a header: trimmed, every CR and LF removed.
 std::wstring HeaderSafePassword(std::wstring_view password);

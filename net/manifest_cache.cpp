@@ -125,4 +125,33 @@ bool WriteManifestCache(std::wstring_view serverText, std::string_view project,
                       "error.manifest_meta_incomplete_write_failed", errorText);
 }
 
+std::vector<std::string> ReadDroppedRecord(std::wstring_view serverText, std::string_view project) {
+    std::ifstream in(CacheFile(serverText, project, ".dropped"), std::ios::binary);
+    std::vector<std::string> paths;
+    for (std::string line; std::getline(in, line);) {
+        if (!line.empty()) {
+            paths.push_back(line);
+        }
+    }
+    return paths;
+}
+
+bool WriteDroppedRecord(std::wstring_view serverText, std::string_view project,
+                        const std::vector<std::string>& paths, std::wstring& errorText) {
+    const std::filesystem::path path = CacheFile(serverText, project, ".dropped");
+    if (paths.empty()) {
+        std::error_code ignored;
+        std::filesystem::remove(path, ignored);
+        return true;
+    }
+    std::error_code ec;
+    std::filesystem::create_directories(path.parent_path(), ec);
+    std::string body;
+    for (const std::string& line : paths) {
+        body += line + "\n";
+    }
+    return WriteWhole(path, body, "error.manifest_cache_write_failed",
+                      "error.manifest_cache_incomplete_write_failed", errorText);
+}
+
 }  // namespace tavrin

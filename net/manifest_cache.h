@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "app/app_paths.h"
 
@@ -33,5 +34,12 @@ CachedManifest ReadManifestCache(std::wstring_view serverText, std::string_view 
 bool WriteManifestCache(std::wstring_view serverText, std::string_view project,
                         std::string_view body, std::wstring_view etag,
                         std::wstring_view lastModified, std::wstring& errorText);
+
+// The files a project's lists no longer name but the game folder still holds ("<stem>.dropped",
+// one UTF-8 path a line), kept across runs so that they can be listed again after the run
+// that found them. Empty when there is no record.
+std::vector<std::string> ReadDroppedRecord(std::wstring_view serverText, std::string_view project);
+bool WriteDroppedRecord(std::wstring_view serverText, std::string_view project,
+                        const std::vector<std::string>& paths, std::wstring& errorText);
 
 }  // namespace tavrin

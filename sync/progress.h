@@ -4,6 +4,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tavrin {
 
@@ -26,10 +27,14 @@ struct ProgressMessage {
 // and "!". Either may be empty: its reports are dropped.
 using LogSink = std::function<void(const std::wstring& line)>;
 using ProgressSink = std::function<void(const ProgressMessage& message)>;
+// Files a project's new list no longer names that the game folder still holds (UTF-8 paths).
+using DroppedSink =
+    std::function<void(const std::string& project, const std::vector<std::string>& paths)>;
 
 struct ProgressSinks {
     LogSink log;
     ProgressSink progress;
+    DroppedSink dropped;
 
     void Log(std::wstring_view text, bool highlighted = false) const;
     void Report(const ProgressMessage& message) const;

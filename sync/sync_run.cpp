@@ -8,6 +8,7 @@
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
 #include "sync/compare.h"
+#include "sync/dropped_files.h"
 #include "sync/free_space.h"
 #include "sync/path_safety.h"
 #include "sync/path_status.h"
@@ -110,6 +111,22 @@ bool OpenRun(const ServerSyncRequest& request, std::wstring& canonical, Download
     return true;
 }
 
+// Files the project's lists no longer name that are still in the game folder: logged, kept in
+// the record, left where they are.
+void ReportDroppedFiles(const ServerSyncRequest& request, TargetTree& tree,
+                        const std::wstring& canonical, const std::string& project,
+                        const DroppedCandidates& candidates) {
+    if (candidates.fromList.empty() && candidates.fromRecord.empty()) {
+        return;
+    }
+    std::wstring ignored;  // a game folder that cannot be opened has nothing to report
+    if (!tree.IsOpen() && !tree.Open(request.targetFolder, ignored)) {
+        return;
+    }
+    const DroppedFiles dropped = KeepDroppedFiles(tree, canonical, project, candidates);
+    LogDroppedFiles(request.sinks, project, dropped.found);
+}
+
 // One project's file list, fetched and compared with the game folder; what differs joins the
 // downloads.
 bool CompareProject(const ServerSyncRequest& request, HttpSession& session,
@@ -117,19 +134,25 @@ bool CompareProject(const ServerSyncRequest& request, HttpSession& session,
                     DownloadContext& context, RunComparison& run, SyncRunResult& result,
                     std::wstring& errorText) {
     std::vector<FileListEntry> entries;
+    std::vector<FileListEntry> previous;
     bool fromCache = false;
     // The fetch writes passwords the user enters straight into the run's table.
     if (!FetchFileList(session, canonical, project, context.passwords->passwords, request.prompt,
                        request.forceFullFileLists, request.cancelFlag, entries, fromCache,
-                       errorText)) {
+                       errorText, &previous)) {
         return false;
     }
     result.filesListed += entries.size();
     ReportCompareProgress(run.state, Utf8ToWide(project), true);
+    // A list answered from the cache is the one the last run saw: it dropped nothing new.
+    const DroppedCandidates dropped =
+        fromCache ? DroppedCandidates{}
+                  : FindDroppedCandidates(canonical, project, previous, entries);
     std::vector<SyncWorkItem> items;
     if (!ResolveProject(request, *context.tree, project, entries, items, errorText)) {
         return false;
     }
+    ReportDroppedFiles(request, *context.tree, canonical, project, dropped);
     run.state.ResetForProject(items.size());
     if (!RunComparisonPool(items, *context.tree, run.state, request.cancelFlag, run.downloads,
                            run.downloadsMutex, errorText)) {
@@ -196,6 +219,35 @@ bool RunServerSync(const ServerSyncRequest& request, SyncRunResult& result,
         }
     }
     return DownloadDifferences(request, context, run, result, errorText);
+}
+
+bool ListDroppedFiles(const ServerSyncRequest& request, std::vector<std::string>& paths,
+                      std::wstring& errorText) {
+    std::wstring canonical;
+    DownloadContext context;
+    HttpSession session;
+    if (!OpenRun(request, canonical, context, session, errorText)) {
+        return false;
+    }
+    TargetTree tree;
+    if (!tree.Open(request.targetFolder, errorText)) {
+        return false;
+    }
+    ProjectPasswords passwords = request.passwords;
+    for (const std::string& project : request.projects) {
+        std::vector<FileListEntry> entries;
+        std::vector<FileListEntry> previous;
+        bool fromCache = false;
+        if (!FetchFileList(session, canonical, project, passwords, request.prompt, false,
+                           request.cancelFlag, entries, fromCache, errorText, &previous)) {
+            return false;
+        }
+        const DroppedFiles dropped = KeepDroppedFiles(
+            tree, canonical, project,
+            FindDroppedCandidates(canonical, project, fromCache ? entries : previous, entries));
+        paths.insert(paths.end(), dropped.all.begin(), dropped.all.end());
+    }
+    return true;
 }
 
 }  // namespace tavrin

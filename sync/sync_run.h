@@ -40,6 +40,12 @@ struct SyncRunResult {
 bool RunServerSync(const ServerSyncRequest& request, SyncRunResult& result,
                    std::wstring& errorText);
 
+// Every file the selected projects' lists no longer name that the game folder still holds:
+// those the record of earlier runs keeps and those the lists fetched now drop (which join the
+// record), in project order. Nothing is downloaded or deleted.
+bool ListDroppedFiles(const ServerSyncRequest& request, std::vector<std::string>& paths,
+                      std::wstring& errorText);
+
 // Merges records that land on one local path (compared as the platform compares names) into
 // one work item, the later one winning, so that no two workers ever share a temporary file.
 void CollapseSamePaths(std::vector<SyncWorkItem>& items);

@@ -126,6 +126,37 @@ check "the limited file arrived whole" cmp -s "$work/root/alpha/content/big.bin"
     "$work/limited/content/big.bin"
 check "200K held the download to at least 1.3 s (took ${elapsed_ms} ms)" [ "$elapsed_ms" -ge 1300 ]
 
+# Files the server stops listing: the next sync reports them (a --json event), keeps them, and
+# `dropped` lists them.
+mkdir -p "$work/root/gamma/content/old" "$work/dropgame/content"
+printf 'MZ' >"$work/dropgame/AssettoCorsa.exe"
+for name in stays first second; do printf '%s' "$name" >"$work/root/gamma/content/old/$name.ini"; done
+for _ in $(seq 50); do
+    [ "$(curl -s "$url/file_list/gamma" | python3 -c 'import json,sys; print(len(json.load(sys.stdin)))' 2>/dev/null)" = 3 ] && break
+    sleep 0.1
+done
+run_cli sync --server "$url" --allow-http --target "$work/dropgame" --project gamma >/dev/null 2>&1
+check "the first sync of gamma exits 0" [ $? -eq 0 ]
+rm "$work/root/gamma/content/old/first.ini" "$work/root/gamma/content/old/second.ini"
+for _ in $(seq 50); do
+    [ "$(curl -s "$url/file_list/gamma" | python3 -c 'import json,sys; print(len(json.load(sys.stdin)))' 2>/dev/null)" = 1 ] && break
+    sleep 0.1
+done
+run_cli sync --server "$url" --allow-http --target "$work/dropgame" --project gamma --json \
+    >"$work/dropped.json" 2>/dev/null
+check "a sync after the server dropped two files exits 0" [ $? -eq 0 ]
+check "the dropped files are one --json event" python3 -c '
+import json, sys
+events = [json.loads(l) for l in open(sys.argv[1]) if l.strip()]
+dropped = [e for e in events if e["event"] == "dropped"]
+assert dropped == [{"event": "dropped", "project": "gamma", "count": 2,
+                    "files": ["content/old/first.ini", "content/old/second.ini"]}], dropped' \
+    "$work/dropped.json"
+check "the log names how many" grep -qF "$(text log.dropped_files gamma | sed 's/%2/2/')" "$work/dropped.json"
+check "both dropped files are still on disk" [ "$(cat "$work/dropgame/content/old/first.ini" "$work/dropgame/content/old/second.ini")" = firstsecond ]
+out=$(run_cli dropped --server "$url" --allow-http --target "$work/dropgame" --project gamma | tr -d '\r')
+check "dropped lists them, one a line" [ "$out" = "$(printf 'content/old/first.ini\ncontent/old/second.ini')" ]
+
 if [ -z "$runner" ]; then
     # The live progress line in a real terminal fits its width, 40 columns and after a resize.
     mkdir -p "$work/root/many" "$work/many"

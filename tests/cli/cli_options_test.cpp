@@ -117,6 +117,11 @@ TEST(CliOptionsTest, eachCommandNeedsItsOptions) {
               "watch needs at least one --project");
     EXPECT_EQ(Refusal({"watch", "--server", "u", "--target", "t", "--project", "p"}), "accepted");
     EXPECT_EQ(Refusal({"find-game", "--server", "u", "--json"}), "accepted");
+    EXPECT_EQ(Refusal({"dropped", "--server", "u", "--target", "t"}),
+              "dropped needs at least one --project");
+    EXPECT_EQ(Refusal({"dropped", "--target", "t", "--project", "p"}), "dropped needs --server");
+    EXPECT_EQ(Refusal({"dropped", "--server", "u", "--target", "t", "--project", "p"}),
+              "accepted");
 }
 
 }  // namespace
