@@ -106,6 +106,14 @@ void CliOutput::Progress(const ProgressMessage& message) {
     progressShown_ = true;
 }
 
+void CliOutput::GameRunning(const std::wstring& warning) {
+    if (json_) {
+        std::lock_guard lock(mutex_);
+        WriteOut(Dump({{"event", "game_running"}, {"message", WideToUtf8(warning)}}));
+    }
+    Log(warning);
+}
+
 void CliOutput::Dropped(const std::string& project, const std::vector<std::string>& paths) {
     std::lock_guard lock(mutex_);
     if (json_) {

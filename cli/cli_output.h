@@ -19,6 +19,9 @@ public:
 
     void Log(const std::wstring& line);
     void Progress(const ProgressMessage& message);
+    // The warning that the game runs while a sync goes on: a log line, and with --json an
+    // event of its own before it.
+    void GameRunning(const std::wstring& warning);
     // Files a project's list dropped: one event with --json; the log lines say it otherwise.
     void Dropped(const std::string& project, const std::vector<std::string>& paths);
     void Result(bool ok, const std::wstring& message, std::uint64_t filesListed,

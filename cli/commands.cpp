@@ -19,12 +19,15 @@
 #include "net/project_list.h"
 #include "sync/auto_sync_rules.h"
 #include "sync/download.h"
+#include "sync/game_process.h"
 #include "sync/path_safety.h"
 #include "sync/progress_format.h"
 #include "sync/sync_run.h"
 
 namespace tavrin::cli {
 namespace {
+
+constexpr int kGameCheckMs = 2000;
 
 void PrintError(const std::wstring& text) {
     WriteErr(WideToUtf8(ForTheCommandLine(text)) + "\n");
@@ -92,6 +95,10 @@ int SyncOnce(const CliOptions& options, std::atomic<bool>& cancel, CliOutput& ou
     }
     request.sinks.Log(FillPlaceholders(TrWide("log.syncing_server"), {Utf8ToWide(options.server)}),
                       true);
+    // A sync asked for by hand goes on, but says what the running game may keep from it.
+    if (IsGameRunning(Utf8ToWide(options.target))) {
+        output.GameRunning(TrWide("log.game_running_sync_anyway"));
+    }
     SyncRunResult result;
     std::wstring error;
     const bool ok = RunServerSync(request, result, error);
@@ -114,6 +121,31 @@ int SyncOnce(const CliOptions& options, std::atomic<bool>& cancel, CliOutput& ou
 
 bool Sleep(std::atomic<bool>& cancel, int milliseconds) {
     return SleepCancellable(&cancel, milliseconds);
+}
+
+// The server's address as the revision store keys it; as given when it is not valid.
+std::wstring CanonicalServer(const std::wstring& server) {
+    std::wstring canonical = server;
+    std::wstring ignored;
+    NormalizeServerUrlWithPolicy(server, canonical, ignored);
+    return canonical;
+}
+
+// watch never syncs under a running game: it waits, saying so once, until the game is closed.
+// False when the wait was interrupted.
+bool WaitWhileGameRuns(const CliOptions& options, std::atomic<bool>& cancel,
+                       const ProgressSinks& sinks) {
+    bool said = false;
+    while (IsGameRunning(Utf8ToWide(options.target))) {
+        if (!said) {
+            sinks.Log(TrWide("log.auto_sync_waiting_for_game"));
+            said = true;
+        }
+        if (!Sleep(cancel, kGameCheckMs)) {
+            return false;
+        }
+    }
+    return !cancel.load();
 }
 
 }  // namespace
@@ -145,18 +177,19 @@ int RunWatchCommand(const CliOptions& options, std::atomic<bool>& cancel) {
     const std::filesystem::path settings = SettingsFilePath();
     const std::wstring clientId = ClientId(settings);
     const std::wstring server = Utf8ToWide(options.server);
-    std::wstring canonical = server;
-    std::wstring ignored;
-    NormalizeServerUrlWithPolicy(server, canonical, ignored);
+    const std::wstring canonical = CanonicalServer(server);
     const std::uint64_t identity = Fnv1a64(WideToUtf8(canonical + L"|" + clientId));
     std::mt19937_64 random(
         identity ^
         static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count()));
     std::uint64_t revision = ReadAutoSyncRevision(settings, canonical);
+    if (!WaitWhileGameRuns(options, cancel, sinks)) {
+        return kExitInterrupted;
+    }
     sinks.Log(FillPlaceholders(TrWide("log.auto_sync_started_with_reason"),
                                {TrWide("reason.initial_sync")}),
               true);
-    int status = SyncOnce(options, cancel, output);
+    SyncOnce(options, cancel, output);  // watch goes on after a failed run
     int failures = 0;
     auto lastUnreachableLog = std::chrono::steady_clock::time_point{};
     Sleep(cancel, StartStaggerMs(identity));
@@ -183,17 +216,19 @@ int RunWatchCommand(const CliOptions& options, std::atomic<bool>& cancel) {
             Sleep(cancel, QuietPauseMs(result));
             continue;
         }
+        if (!WaitWhileGameRuns(options, cancel, sinks)) {
+            break;
+        }
         revision = result.revision;
         WriteAutoSyncRevision(settings, canonical, revision);
         sinks.Log(
             FillPlaceholders(TrWide("log.auto_sync_started_with_reason"),
                              {FillPlaceholders(TrWide("reason.server_reports_changes"), {server})}),
             true);
-        status = SyncOnce(options, cancel, output);
+        SyncOnce(options, cancel, output);
         Sleep(cancel, JitterAfterChangeMs(identity) + 750);
     }
     ReleaseChangeFeedConnection();
-    (void)status;
     return kExitInterrupted;
 }
 

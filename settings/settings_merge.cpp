@@ -35,6 +35,7 @@ SettingsDialogValues DialogValuesOf(const SettingsRecord& settings, bool autosta
     values.autostartMode = settings.autostartMode;
     values.downloadLimitEnabled = settings.downloadLimitEnabled;
     values.downloadLimitMBps = settings.downloadLimitMBps;
+    values.syncWhileGameRunning = settings.syncWhileGameRunning;
     values.autoSyncEnabled = settings.autoSyncEnabled;
     values.autoSyncProjects = autoSyncSelection;
     return values;
@@ -159,6 +160,7 @@ SettingsMergeOutcome MergeAcceptedSettings(SettingsRecord& settings,
     settings.autostartMode = values.autostartMode;
     settings.downloadLimitEnabled = values.downloadLimitEnabled;
     settings.downloadLimitMBps = values.downloadLimitMBps;
+    settings.syncWhileGameRunning = values.syncWhileGameRunning;
     if (!settings.autoSyncProjects.isEmpty() ||
         !SameProjectKeys(values.autoSyncProjects, watchedBefore)) {
         settings.autoSyncProjects = values.autoSyncProjects;

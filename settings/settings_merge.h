@@ -20,6 +20,7 @@ struct SettingsDialogValues {
     AutostartMode autostartMode = AutostartMode::tray;
     bool downloadLimitEnabled = false;
     double downloadLimitMBps = 10.0;
+    bool syncWhileGameRunning = false;
     bool autoSyncEnabled = false;
     QStringList autoSyncProjects;  // project keys ticked for auto-sync
 };

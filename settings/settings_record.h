@@ -32,6 +32,8 @@ struct SettingsRecord {
     // One limit for all downloads of a run together, in MB/s (1,048,576 bytes), when on.
     bool downloadLimitEnabled = false;
     double downloadLimitMBps = 10.0;
+    // Off: automatic runs wait while the game runs, and a run by hand asks first.
+    bool syncWhileGameRunning = false;
     bool autoSyncEnabled = false;
     QStringList selectedProjects;
     QStringList autoSyncProjects;

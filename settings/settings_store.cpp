@@ -26,6 +26,7 @@ const QString kCompareFps = QStringLiteral("telemetry_compare_fps");
 const QString kAutostartMode = QStringLiteral("autostart_mode");
 const QString kAutoSyncEnabled = QStringLiteral("auto_sync_enabled");
 const QString kDownloadLimitEnabled = QStringLiteral("download_limit_enabled");
+const QString kSyncWhileGameRunning = QStringLiteral("sync_while_game_running");
 const QString kDownloadLimitMBps = QStringLiteral("download_limit_mbps");
 const QString kSelectedProjects = QStringLiteral("selected_projects");
 const QString kAutoSyncProjects = QStringLiteral("auto_sync_projects");
@@ -230,6 +231,7 @@ bool ReadSettingsFile(const QString& settingsPath, SettingsRecord& record,
     }
     record.downloadLimitEnabled = settings.value(kDownloadLimitEnabled, false).toBool();
     record.downloadLimitMBps = DownloadLimitOf(settings.value(kDownloadLimitMBps));
+    record.syncWhileGameRunning = settings.value(kSyncWhileGameRunning, false).toBool();
     record.autoSyncEnabled = settings.value(kAutoSyncEnabled, false).toBool();
     const bool autoSyncSwitchedOff =
         record.autoSyncEnabled && hooks.isTargetUsable &&
@@ -285,6 +287,7 @@ void WriteSettingsFile(const QString& settingsPath, const SettingsRecord& record
     settings.setValue(kAutoSyncEnabled, record.autoSyncEnabled);
     settings.setValue(kDownloadLimitEnabled, record.downloadLimitEnabled);
     settings.setValue(kDownloadLimitMBps, record.downloadLimitMBps);
+    settings.setValue(kSyncWhileGameRunning, record.syncWhileGameRunning);
     settings.setValue(kHttpLock, record.httpLockEnabled);
     settings.setValue(kAutostartMode,
                       QString::fromStdString(AutostartModeToString(record.autostartMode)));

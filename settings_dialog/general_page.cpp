@@ -44,6 +44,7 @@ GeneralPage::GeneralPage() : SettingsPage("SettingsGeneralTab", "dialog.tab_gene
     httpWarning_ = TranslatedLabel("dialog.http_unencrypted_warning", "DangerHintLabel");
     Layout()->addWidget(httpWarning_);
     AddDownloadLimit();
+    AddGameGuard();
     Layout()->addStretch(1);
 
     connect(browse, &QPushButton::clicked, this, &GeneralPage::Browse);
@@ -72,6 +73,15 @@ void GeneralPage::AddDownloadLimit() {
     connect(downloadLimit_, &QCheckBox::toggled, downloadLimitValue_, &QWidget::setEnabled);
 }
 
+// Off by default: a running game keeps files open that a sync could not replace.
+void GeneralPage::AddGameGuard() {
+    Layout()->addSpacing(8);
+    Layout()->addWidget(TranslatedLabel("section.while_playing", "SectionTitle"));
+    syncWhileGameRunning_ =
+        TranslatedCheck("SettingsSyncWhileGameRunningCheck", "dialog.sync_while_game_running");
+    Layout()->addWidget(TranslatedLabel("dialog.sync_while_game_running_hint", "HintLabel"));
+}
+
 void GeneralPage::Retranslate() {
     SettingsPage::Retranslate();
     downloadLimitValue_->setSuffix(QLatin1Char(' ') + Text("dialog.download_limit_unit"));
@@ -81,6 +91,7 @@ void GeneralPage::Fill(const SettingsDialogValues& values) {
     downloadLimit_->setChecked(values.downloadLimitEnabled);
     downloadLimitValue_->setValue(values.downloadLimitMBps);
     downloadLimitValue_->setEnabled(values.downloadLimitEnabled);
+    syncWhileGameRunning_->setChecked(values.syncWhileGameRunning);
     folder_->setText(QDir::toNativeSeparators(values.targetPath.trimmed()));
     validation_->setChecked(values.targetValidationEnabled);
     httpLock_->setChecked(values.httpLockEnabled);
@@ -100,6 +111,7 @@ void GeneralPage::Collect(SettingsDialogValues& values) const {
     values.httpLockEnabled = httpLock_->isChecked();
     values.downloadLimitEnabled = downloadLimit_->isChecked();
     values.downloadLimitMBps = downloadLimitValue_->value();
+    values.syncWhileGameRunning = syncWhileGameRunning_->isChecked();
 }
 
 bool GeneralPage::HttpLocked() const {

@@ -32,6 +32,7 @@ private:
     void Browse();
     void RefreshWarnings();
     void AddDownloadLimit();
+    void AddGameGuard();
 
     QLineEdit* folder_ = nullptr;
     QCheckBox* validation_ = nullptr;
@@ -41,6 +42,7 @@ private:
     QLabel* httpWarning_ = nullptr;
     QCheckBox* downloadLimit_ = nullptr;
     QDoubleSpinBox* downloadLimitValue_ = nullptr;
+    QCheckBox* syncWhileGameRunning_ = nullptr;
 };
 
 }  // namespace tavrin

@@ -6,13 +6,14 @@
 
 #include "desktop/settings_hooks.h"
 #include "settings/project_entry.h"
+#include "sync/game_process.h"
 #include "widgets/ui_text.h"
 
 namespace tavrin {
 
 namespace {
 
-constexpr int kFolderCheckMs = 2000;
+constexpr int kFolderCheckMs = 2000;  // the game folder's return, and the game's end
 constexpr int kPendingRetryMs = 30000;
 
 QString KeyOf(const QString& url) {
@@ -52,8 +53,7 @@ QStringList AutoSync::Selection() const {
 void AutoSync::Apply(bool initialRun) {
     if (!settings_.autoSyncEnabled) {
         pending_.clear();
-        waitingForFolder_ = false;
-        folderTimer_.stop();
+        StopWaiting();
     }
     if (settings_.autoSyncEnabled && initialRun) {
         OweInitialRun();
@@ -89,8 +89,7 @@ quint64 AutoSync::KnownRevision(const QString& key) const {
 void AutoSync::SetActive(bool active) {
     settings_.autoSyncEnabled = active;
     if (!active) {
-        waitingForFolder_ = false;
-        folderTimer_.stop();
+        StopWaiting();
     }
     emit StateChanged();
     emit SettingsChanged();
@@ -191,6 +190,10 @@ void AutoSync::RunPending(const QString& reason) {
         WaitForGameFolder(target);
         return;
     }
+    if (GameHoldsRuns()) {
+        WaitForGame();
+        return;
+    }
     if (!HasRunnablePending()) {
         return;
     }
@@ -211,21 +214,60 @@ void AutoSync::WaitForGameFolder(const QString& folder) {
     folderTimer_.start();
 }
 
+bool AutoSync::GameHoldsRuns() const {
+    return !settings_.syncWhileGameRunning &&
+           IsGameRunning(QDir::toNativeSeparators(settings_.targetPath.trimmed()).toStdWString());
+}
+
+const char* AutoSync::WaitingKey() const {
+    if (!settings_.autoSyncEnabled) {
+        return nullptr;
+    }
+    if (waitingForFolder_) {
+        return "badge.auto_sync_waiting_for_game_folder";
+    }
+    return waitingForGame_ ? "badge.auto_sync_waiting_for_game" : nullptr;
+}
+
+// Automatic runs wait while the game runs; their changes stay pending. Said once a wait.
+void AutoSync::WaitForGame() {
+    if (waitingForGame_) {
+        return;
+    }
+    waitingForGame_ = true;
+    emit LogLine(Text("log.auto_sync_waiting_for_game"));
+    emit StateChanged();
+    folderTimer_.start();
+}
+
+void AutoSync::StopWaiting() {
+    waitingForFolder_ = false;
+    waitingForGame_ = false;
+    folderTimer_.stop();
+}
+
 void AutoSync::CheckGameFolder() {
     if (!settings_.autoSyncEnabled || stopped_) {
-        folderTimer_.stop();
-        waitingForFolder_ = false;
+        StopWaiting();
         return;
     }
     const QString target = QDir::toNativeSeparators(settings_.targetPath.trimmed());
     if (FolderIsAbsent(target)) {
         return;
     }
-    folderTimer_.stop();
-    waitingForFolder_ = false;
+    if (waitingForFolder_) {
+        waitingForFolder_ = false;
+        emit StateChanged();
+        emit LogLine(Text("log.auto_sync_game_folder_back").arg(target));
+    }
+    if (GameHoldsRuns()) {
+        WaitForGame();  // goes on waiting, or starts to once the folder is back
+        return;
+    }
+    const bool gameWasRunning = waitingForGame_;
+    StopWaiting();
     emit StateChanged();
-    emit LogLine(Text("log.auto_sync_game_folder_back").arg(target));
-    RunPending(Text("reason.game_folder_available"));
+    RunPending(Text(gameWasRunning ? "reason.game_closed" : "reason.game_folder_available"));
 }
 
 void AutoSync::RunStarting(bool automatic) {
@@ -279,7 +321,7 @@ void AutoSync::AfterRun(bool ok, bool automatic) {
 
 void AutoSync::Stop() {
     stopped_ = true;
-    folderTimer_.stop();
+    StopWaiting();
     retryTimer_.stop();
     watchers_.Stop();
 }

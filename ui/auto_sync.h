@@ -18,9 +18,10 @@ namespace tavrin {
 
 // Auto-sync: one watcher per watched server on its change feed, and every change reported
 // but not synced yet, kept until an automatic run has synced its server. A change waits for
-// its server's list and for the game folder (a drive not mounted yet is checked every 2 s); a
-// failed run leaves its changes pending and is tried again after 30 s, or at once when the
-// server's feed answers again.
+// its server's list, for the game folder (a drive not mounted yet) and, unless the player lets
+// syncs run under the game, until the game is closed; both are checked every 2 s. A failed run
+// leaves its changes pending and is tried again after 30 s, or at once when the server's feed
+// answers again.
 class AutoSync final : public QObject {
     Q_OBJECT
     Q_DISABLE_COPY_MOVE(AutoSync)
@@ -46,6 +47,8 @@ public:
     // Starts the automatic run that pending changes are owed, once it can.
     void RunPending(const QString& reason);
     void WaitForGameFolder(const QString& folder);
+    // Whether a run now would meet the game running, with the player's guard on.
+    bool GameHoldsRuns() const;
     // An automatic request met a run: one more run follows it.
     void AskFollowUp() { followUpRequested_ = true; }
     // A run starts; an automatic one settles the changes pending now.
@@ -61,6 +64,9 @@ public:
 
     int RunningWatchers() const { return watchers_.Running(); }
     bool WaitingForGameFolder() const { return waitingForFolder_; }
+    bool WaitingForGame() const { return waitingForGame_; }
+    // The text key of what auto-sync waits for, or null when it waits for nothing.
+    const char* WaitingKey() const;
     std::size_t PendingCount() const { return pending_.size(); }
 
 signals:
@@ -78,6 +84,8 @@ private:
     std::vector<WatchedServer> WatchedServers(QString& signature) const;
     bool HasRunnablePending() const;
     void CheckGameFolder();
+    void WaitForGame();
+    void StopWaiting();
     void OnFeedAnsweredAgain(const QString& serverUrl);
 
     SettingsRecord& settings_;
@@ -86,6 +94,7 @@ private:
     bool stopped_ = false;
     bool followUpRequested_ = false;
     bool waitingForFolder_ = false;
+    bool waitingForGame_ = false;
     std::map<QString, PendingChange> pending_;  // by server URL in lower case
     std::map<QString, PendingChange> pendingAtRunStart_;
     QString watchSignature_;

@@ -114,11 +114,11 @@ void ProgressSection::ShowCancelled() {
     Reset();
 }
 
-void ProgressSection::ShowAutoSyncBadge(bool visible, bool waitingForFolder) {
-    autoSyncBadge_->setText(Text(waitingForFolder ? "badge.auto_sync_waiting_for_game_folder"
-                                                  : "badge.auto_sync_active"));
-    if (autoSyncBadge_->property("waiting").toBool() != waitingForFolder) {
-        autoSyncBadge_->setProperty("waiting", waitingForFolder);
+void ProgressSection::ShowAutoSyncBadge(bool visible, const char* waitingKey) {
+    const bool waiting = waitingKey != nullptr;
+    autoSyncBadge_->setText(Text(waiting ? waitingKey : "badge.auto_sync_active"));
+    if (autoSyncBadge_->property("waiting").toBool() != waiting) {
+        autoSyncBadge_->setProperty("waiting", waiting);
         autoSyncBadge_->style()->unpolish(autoSyncBadge_);  // the style sheet reads the property
         autoSyncBadge_->style()->polish(autoSyncBadge_);
     }

@@ -29,7 +29,8 @@ public:
     ThroughputRates RunFinished(const ThroughputRates& learnt);
     // Reports still on their way after a stop keep the display reset.
     void ShowCancelled();
-    void ShowAutoSyncBadge(bool visible, bool waitingForFolder);
+    // The badge says what auto-sync waits for (a text key), or that it is on.
+    void ShowAutoSyncBadge(bool visible, const char* waitingKey);
 
 private:
     QLabel* title_ = nullptr;

@@ -114,8 +114,6 @@ void SyncController::OnServerChanged(const QString& serverUrl, quint64 revision,
 
 // ---- Runs ----------------------------------------------------------------------------------
 
-// ---- Runs ----------------------------------------------------------------------------------
-
 SyncRefusal SyncController::RequestSync(bool automatic, const QString& reason,
                                         const QStringList& checkedKeys) {
     if (shuttingDown_.load()) {
@@ -175,6 +173,12 @@ SyncRefusal SyncController::PrepareRun(bool automatic, const QString& target,
         return SyncRefusal::nothingToSync;
     }
     return SyncRefusal::none;
+}
+
+bool SyncController::TargetUsable() const {
+    return IsUsableTargetFolder(
+        QDir::toNativeSeparators(settings_.targetPath.trimmed()).toStdWString(),
+        settings_.targetValidationEnabled);
 }
 
 // A game folder that is not there waits for it (automatic runs); one that fails the check

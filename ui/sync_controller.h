@@ -102,6 +102,11 @@ public:
     void RestartWatchers() { auto_.RestartWatchers(); }
     int RunningWatchers() const { return auto_.RunningWatchers(); }
     bool WaitingForGameFolder() const { return auto_.WaitingForGameFolder(); }
+    bool WaitingForGame() const { return auto_.WaitingForGame(); }
+    const char* AutoSyncWaitingKey() const { return auto_.WaitingKey(); }
+    // Whether the game folder may be synced into, with the check as the player set it.
+    bool TargetUsable() const;
+    bool GameHoldsRuns() const { return auto_.GameHoldsRuns(); }
     std::size_t PendingChanges() const { return auto_.PendingCount(); }
 
     // Passwords remembered for a project (an empty one forgets it).

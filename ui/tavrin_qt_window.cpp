@@ -26,6 +26,7 @@
 #include "settings_dialog/settings_dialog.h"
 #include "sync/path_safety.h"
 #include "ui/command_bar.h"
+#include "ui/game_question.h"
 #include "widgets/section_parts.h"
 #include "widgets/theme.h"
 #include "widgets/ui_text.h"
@@ -213,29 +214,24 @@ void TavrinQtWindow::Retranslate() {
     RefreshAutoSyncBadge();
 }
 
-bool TavrinQtWindow::IsTargetUsable() const {
-    return IsUsableTargetFolder(
-        QDir::toNativeSeparators(settings_.targetPath.trimmed()).toStdWString(),
-        settings_.targetValidationEnabled);
-}
-
 void TavrinQtWindow::UpdateCommandStates() {
     const auto serverCount =
         std::count_if(settings_.servers.begin(), settings_.servers.end(),
                       [](const ServerEntry& s) { return !s.url.trimmed().isEmpty(); });
     const bool busy = controller_->IsBusy();
     const bool canSync =
-        !busy && serverCount >= 1 && IsTargetUsable() && projects_->CheckedCount() >= 1;
+        !busy && serverCount >= 1 && controller_->TargetUsable() && projects_->CheckedCount() >= 1;
     commandBar_->ShowStates(busy, canSync, !busy && serverCount >= 1);
     projects_->SetEnabledForRun(!busy);
 }
 
 void TavrinQtWindow::RefreshAutoSyncBadge() {
-    if (progress_ == nullptr) {
+    if (progress_ == nullptr || controller_ == nullptr || tray_ == nullptr) {
         return;
     }
-    const bool waiting = controller_ != nullptr && controller_->WaitingForGameFolder();
-    progress_->ShowAutoSyncBadge(settings_.autoSyncEnabled, waiting);
+    const char* waitingKey = controller_->AutoSyncWaitingKey();
+    progress_->ShowAutoSyncBadge(settings_.autoSyncEnabled, waitingKey);
+    tray_->ShowState(waitingKey != nullptr ? Text(waitingKey) : QString());
 }
 
 void TavrinQtWindow::LoadSettings() {
@@ -257,8 +253,8 @@ void TavrinQtWindow::LoadSettings() {
 }
 
 void TavrinQtWindow::ApplyAutoSyncState() {
-    const bool folderRefused =
-        settings_.autoSyncEnabled && !IsTargetUsable() && !FolderIsAbsent(settings_.targetPath);
+    const bool folderRefused = settings_.autoSyncEnabled && !controller_->TargetUsable() &&
+                               !FolderIsAbsent(settings_.targetPath);
     if (folderRefused || autoSyncSwitchedOffAtLoad_) {
         if (folderRefused) {
             AppendLog(Text("log.auto_sync_skipped_no_target"), false);
@@ -359,7 +355,8 @@ void TavrinQtWindow::TakeSettingsBack(const SettingsDialog& dialog) {
     const SettingsMergeOutcome merged = MergeAcceptedSettings(
         settings_, projects_->Entries(), dialog.Values(), dialog.ChangedUrls(), watchedBefore);
     plainHttpAllowed.store(!settings_.httpLockEnabled);
-    if (settings_.autoSyncEnabled && !IsTargetUsable() && !FolderIsAbsent(settings_.targetPath)) {
+    if (settings_.autoSyncEnabled && !controller_->TargetUsable() &&
+        !FolderIsAbsent(settings_.targetPath)) {
         AppendLog(Text("log.auto_sync_skipped_no_target"), false);
         settings_.autoSyncEnabled = false;
     }
@@ -381,6 +378,9 @@ void TavrinQtWindow::TakeSettingsBack(const SettingsDialog& dialog) {
 // The sync command: requests go to the controller, refusals of the player's own requests
 // become warning boxes, and a run's start and end reach the display.
 void TavrinQtWindow::RequestSync(bool automatic, const QString& reason) {
+    if (!automatic && controller_->GameHoldsRuns() && !AskSyncWhileGameRuns(this)) {
+        return;
+    }
     const SyncRefusal refusal = controller_->RequestSync(automatic, reason, CheckedProjectKeys());
     if (automatic) {
         return;  // automatic refusals are logged by the controller

@@ -127,7 +127,6 @@ private:
     void OnRunStarted();
     void OnRunFinished(bool ok, bool automatic, const QString& message);
     void ShowBox(int icon, const char* titleKey, const QString& text);
-    bool IsTargetUsable() const;
 
     SettingsKeeper* keeper_;
     SettingsRecord& settings_;  // the keeper's

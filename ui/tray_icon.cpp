@@ -49,7 +49,7 @@ bool TrayIcon::Ensure() {
                 [this](QSystemTrayIcon::ActivationReason reason) { OnActivated(reason); });
     }
     icon_->setIcon(ProgramIconAt(IconSizesOfSystem().smallSize));
-    icon_->setToolTip(Text("app.title"));
+    icon_->setToolTip(ToolTip());
     if (!icon_->isVisible()) {
         icon_->show();
     }
@@ -77,8 +77,20 @@ void TrayIcon::Retranslate() {
     openAction_->setText(Text("tray.open"));
     exitAction_->setText(Text("tray.exit"));
     if (icon_ != nullptr) {
-        icon_->setToolTip(Text("app.title"));
+        icon_->setToolTip(ToolTip());
     }
+}
+
+void TrayIcon::ShowState(const QString& state) {
+    state_ = state;
+    if (icon_ != nullptr) {
+        icon_->setToolTip(ToolTip());
+    }
+}
+
+QString TrayIcon::ToolTip() const {
+    return state_.isEmpty() ? Text("app.title")
+                            : Text("app.title") + QStringLiteral(" \u2013 ") + state_;
 }
 
 void TrayIcon::ShowToast(const char* key) {

@@ -29,6 +29,9 @@ public:
     bool TaskbarMessageKnown() const { return taskbarCreatedMessage_ != 0; }
     void Retranslate();
     void ShowToast(const char* key);
+    // The tooltip: the program's name, and the state it is in when there is one to tell.
+    void ShowState(const QString& state);
+    QString ToolTip() const;
     void Hide();
     QSystemTrayIcon* Icon() const { return icon_; }
     QMenu* Menu() const { return menu_; }
@@ -47,6 +50,7 @@ private:
     QAction* exitAction_ = nullptr;
     QSystemTrayIcon* icon_ = nullptr;
     bool retryPending_ = false;
+    QString state_;
     std::uint32_t taskbarCreatedMessage_ = 0;
 };
 

@@ -192,6 +192,43 @@ sys.exit(0 if len(json.load(sys.stdin)) == 4000 else 1)' 2>/dev/null && break
     wait "$watch_pid"
     check "watch ends with 130 on SIGINT" [ $? -eq 130 ]
     check "watch kept the revision" grep -q 'revision=' "$work/data/Tavrin.ini"
+
+    # The game running: a copy of a program started from inside the game folder. sync warns and
+    # goes on; watch waits until the game is closed, then syncs what changed meanwhile.
+    mkdir -p "$work/game/bin"
+    cp "$(command -v sleep)" "$work/game/bin/acs"
+    "$work/game/bin/acs" 120 &
+    game_pid=$!
+    run_cli sync --server "$url" --allow-http --target "$work/game" --project alpha --json \
+        >"$work/game.json" 2>/dev/null
+    check "a sync while the game runs exits 0" [ $? -eq 0 ]
+    check "and warns with an event of its own" python3 -c '
+import json, sys
+events = [json.loads(l) for l in open(sys.argv[1]) if l.strip()]
+assert [e["message"] for e in events if e["event"] == "game_running"] == [sys.argv[2]], events' \
+        "$work/game.json" "$(text log.game_running_sync_anyway)"
+    "$cli" --data-dir "$work/data" --language en watch --server "$url" --allow-http \
+        --target "$work/game" --project alpha --wait 2 >"$work/watch-game.out" 2>&1 &
+    watch_pid=$!
+    sleep 1
+    printf 'during the race' >"$work/root/alpha/content/during.txt"
+    sleep 4
+    check "watch syncs nothing while the game runs" [ ! -e "$work/game/content/during.txt" ]
+    check "watch says once that it waits for the game" \
+        [ "$(grep -cF "$(text log.auto_sync_waiting_for_game)" "$work/watch-game.out")" = 1 ]
+    kill "$game_pid"
+    wait "$game_pid" 2>/dev/null
+    closed=$(date +%s%N)
+    for _ in $(seq 150); do
+        [ -f "$work/game/content/during.txt" ] && break
+        sleep 0.1
+    done
+    after_ms=$(( ($(date +%s%N) - closed) / 1000000 ))
+    echo "watch: the change arrived ${after_ms} ms after the game was closed"
+    check "watch synced the change ${after_ms} ms after the game was closed (at most 10 s)" \
+        [ "$(cat "$work/game/content/during.txt" 2>/dev/null)" = "during the race" ]
+    kill -INT "$watch_pid"
+    wait "$watch_pid"
 fi
 
 echo "cli end to end: $passed passed, $failed failed"

@@ -52,6 +52,16 @@ private slots:
         }
     }
 
+    void SyncingWhileTheGameRunsIsOffUnlessStored() {
+        test::UiSandbox sandbox;
+        QVERIFY(!Load(sandbox).syncWhileGameRunning);
+        SettingsRecord record;
+        record.syncWhileGameRunning = true;
+        WriteSettingsFile(sandbox.SettingsFile(), record, {});
+        QVERIFY(sandbox.ReadSettings().contains("sync_while_game_running=true"));
+        QVERIFY(Load(sandbox).syncWhileGameRunning);
+    }
+
     void ServerWithAnEmptyUrlIsDroppedAndTheStaleEntryRemovedOnSave() {
         test::UiSandbox sandbox;
         sandbox.WriteSettings(

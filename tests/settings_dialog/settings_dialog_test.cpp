@@ -603,6 +603,26 @@ private slots:
         QVERIFY(sandbox.ReadSettings().contains("download_limit_mbps=2.5"));
     }
 
+    // "Sync while the game is running": off by default, ticked in the dialog and saved.
+    void SyncingWhileTheGameRunsIsTickedOnTheGeneralTabAndSaved() {
+        test::UiSandbox sandbox;
+        ModalAnswerer answers;
+        TavrinQtWindow window;
+        QVERIFY(!window.Settings().syncWhileGameRunning);
+        WhenDialogOpens([&](SettingsDialog& dialog) {
+            auto* check = Named<QCheckBox>(dialog, "SettingsSyncWhileGameRunningCheck");
+            QCOMPARE(check->text(), T("dialog.sync_while_game_running"));
+            QVERIFY(!check->isChecked());
+            check->click();
+            ButtonWithText(dialog, T("button.ok"))->click();
+        });
+        window.findChild<QAction*>(QStringLiteral("SettingsAction"))->trigger();
+        QVERIFY2(answers.messages.isEmpty(), qPrintable(answers.messages.join('\n')));
+        QVERIFY(window.Settings().syncWhileGameRunning);
+        QTRY_VERIFY_WITH_TIMEOUT(sandbox.ReadSettings().contains("sync_while_game_running=true"),
+                                 kRunMs);
+    }
+
     void ARemovedServerTakesItsPasswordsAndRevisionsAlong() {
         test::UiSandbox sandbox;
         test::ContentServer kept;

@@ -1,0 +1,19 @@
+#include "ui/game_question.h"
+
+#include <QMessageBox>
+
+#include "widgets/ui_text.h"
+
+namespace tavrin {
+
+bool AskSyncWhileGameRuns(QWidget* parent) {
+    QMessageBox box(QMessageBox::Question, Text("title.sync"), Text("dialog.game_running_question"),
+                    QMessageBox::Yes | QMessageBox::No, parent,
+                    Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
+    box.setObjectName(QStringLiteral("GameRunningQuestion"));
+    box.setDefaultButton(QMessageBox::No);
+    box.setEscapeButton(QMessageBox::No);
+    return box.exec() == QMessageBox::Yes;
+}
+
+}  // namespace tavrin
