@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tavrin {
 
@@ -20,13 +21,23 @@ std::uint32_t RegisterNamedMessage(std::wstring_view name);
 // redraw. Systems without the attributes keep their own colours.
 void ApplyDarkTitleBar(NativeWindowHandle window);
 
-// What the native tray menu returned.
-enum class TrayMenuChoice { unavailable, dismissed, open, exit };
+// One entry of the native tray menu: a command (its id above 0), a separator (empty text), or
+// a submenu of its own entries.
+struct TrayMenuItem {
+    int id = 0;
+    std::wstring text;
+    bool enabled = true;
+    std::vector<TrayMenuItem> submenu;
+};
 
-// The notification-area menu ("open", a separator, "exit"), shown at `x`,`y` (the tray icon's
-// top centre) or, when `havePosition` is false, at the cursor. Blocks until it closes.
-TrayMenuChoice ShowNativeTrayMenu(NativeWindowHandle window, bool havePosition, int x, int y,
-                                  std::wstring_view openText, std::wstring_view exitText);
+// What the native tray menu returned: the chosen command's id, or one of these.
+inline constexpr int kTrayMenuDismissed = 0;
+inline constexpr int kTrayMenuUnavailable = -1;
+
+// The notification-area menu, shown at `x`,`y` (the tray icon's top centre) or, when
+// `havePosition` is false, at the cursor. Blocks until it closes.
+int ShowNativeTrayMenu(NativeWindowHandle window, bool havePosition, int x, int y,
+                       const std::vector<TrayMenuItem>& items);
 
 // Whether the tray uses the native menu above; elsewhere the tray shows the toolkit's menu.
 bool HasNativeTrayMenu();

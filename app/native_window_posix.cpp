@@ -10,10 +10,9 @@ std::uint32_t RegisterNamedMessage(std::wstring_view /*name*/) {
 
 void ApplyDarkTitleBar(NativeWindowHandle /*window*/) {}
 
-TrayMenuChoice ShowNativeTrayMenu(NativeWindowHandle /*window*/, bool /*havePosition*/, int /*x*/,
-                                  int /*y*/, std::wstring_view /*openText*/,
-                                  std::wstring_view /*exitText*/) {
-    return TrayMenuChoice::unavailable;
+int ShowNativeTrayMenu(NativeWindowHandle /*window*/, bool /*havePosition*/, int /*x*/, int /*y*/,
+                       const std::vector<TrayMenuItem>& /*items*/) {
+    return kTrayMenuUnavailable;
 }
 
 bool HasNativeTrayMenu() {

@@ -25,9 +25,6 @@ constexpr DWORD kTextColor = 36;
 // The program's icon in the executable's resources (app/tavrin.rc.in).
 constexpr int kProgramIconResource = 101;
 
-constexpr UINT kOpenCommand = 1;
-constexpr UINT kExitCommand = 2;
-
 }  // namespace
 
 std::uint32_t RegisterNamedMessage(std::wstring_view name) {
@@ -54,36 +51,50 @@ void ApplyDarkTitleBar(NativeWindowHandle window) {
                  SWP_NOSIZE | SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE | SWP_FRAMECHANGED);
 }
 
-TrayMenuChoice ShowNativeTrayMenu(NativeWindowHandle window, bool havePosition, int x, int y,
-                                  std::wstring_view openText, std::wstring_view exitText) {
+namespace {
+
+// Fills a popup menu with the items; the menu owns the submenus it is given.
+void AppendTrayItems(HMENU menu, const std::vector<TrayMenuItem>& items) {
+    for (const TrayMenuItem& item : items) {
+        if (item.text.empty()) {
+            AppendMenuW(menu, MF_SEPARATOR, 0, nullptr);
+        } else if (!item.submenu.empty()) {
+            HMENU submenu = CreatePopupMenu();
+            AppendTrayItems(submenu, item.submenu);
+            AppendMenuW(menu, MF_POPUP | (item.enabled ? 0 : MF_GRAYED),
+                        reinterpret_cast<UINT_PTR>(submenu), item.text.c_str());
+        } else {
+            AppendMenuW(menu, MF_STRING | (item.enabled ? 0 : MF_GRAYED),
+                        static_cast<UINT_PTR>(item.id), item.text.c_str());
+        }
+    }
+}
+
+}  // namespace
+
+int ShowNativeTrayMenu(NativeWindowHandle window, bool havePosition, int x, int y,
+                       const std::vector<TrayMenuItem>& items) {
     HWND hwnd = AsWindow(window);
     if (hwnd == nullptr) {
-        return TrayMenuChoice::unavailable;
+        return kTrayMenuUnavailable;
     }
     HMENU menu = CreatePopupMenu();
     if (menu == nullptr) {
-        return TrayMenuChoice::unavailable;
+        return kTrayMenuUnavailable;
     }
-    const std::wstring open(openText);
-    const std::wstring exit(exitText);
-    AppendMenuW(menu, MF_STRING, kOpenCommand, open.c_str());
-    AppendMenuW(menu, MF_SEPARATOR, 0, nullptr);
-    AppendMenuW(menu, MF_STRING, kExitCommand, exit.c_str());
+    AppendTrayItems(menu, items);
     POINT at{x, y};
     if (!havePosition) {
         GetCursorPos(&at);
     }
     // Without the foreground the menu would not close when the user clicks elsewhere.
     SetForegroundWindow(hwnd);
-    const UINT command = static_cast<UINT>(
+    const int command =
         TrackPopupMenu(menu, TPM_RETURNCMD | TPM_RIGHTBUTTON | TPM_BOTTOMALIGN | TPM_CENTERALIGN,
-                       at.x, at.y, 0, hwnd, nullptr));
+                       at.x, at.y, 0, hwnd, nullptr);
     PostMessageW(hwnd, WM_NULL, 0, 0);
     DestroyMenu(menu);
-    if (command == kOpenCommand) {
-        return TrayMenuChoice::open;
-    }
-    return command == kExitCommand ? TrayMenuChoice::exit : TrayMenuChoice::dismissed;
+    return command > 0 ? command : kTrayMenuDismissed;
 }
 
 bool HasNativeTrayMenu() {

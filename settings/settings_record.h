@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDateTime>
 #include <QHash>
 #include <QString>
 #include <QStringList>
@@ -35,6 +36,9 @@ struct SettingsRecord {
     // Off: automatic runs wait while the game runs, and a run by hand asks first.
     bool syncWhileGameRunning = false;
     bool autoSyncEnabled = false;
+    // Auto-sync paused from the tray: until a time (UTC), or until the player resumes it.
+    QDateTime autoSyncPausedUntil;
+    bool autoSyncPausedUntilResumed = false;
     QStringList selectedProjects;
     QStringList autoSyncProjects;
     QHash<QString, QString> projectPasswords;  // project key (trimmed, lower case) -> password

@@ -25,6 +25,9 @@ const QString kDownloadFps = QStringLiteral("telemetry_download_fps");
 const QString kCompareFps = QStringLiteral("telemetry_compare_fps");
 const QString kAutostartMode = QStringLiteral("autostart_mode");
 const QString kAutoSyncEnabled = QStringLiteral("auto_sync_enabled");
+// "until_resumed", or the UTC time the pause ends in ISO form; absent when not paused.
+const QString kAutoSyncPausedUntil = QStringLiteral("auto_sync_paused_until");
+const QString kUntilResumed = QStringLiteral("until_resumed");
 const QString kDownloadLimitEnabled = QStringLiteral("download_limit_enabled");
 const QString kSyncWhileGameRunning = QStringLiteral("sync_while_game_running");
 const QString kDownloadLimitMBps = QStringLiteral("download_limit_mbps");
@@ -233,6 +236,9 @@ bool ReadSettingsFile(const QString& settingsPath, SettingsRecord& record,
     record.downloadLimitMBps = DownloadLimitOf(settings.value(kDownloadLimitMBps));
     record.syncWhileGameRunning = settings.value(kSyncWhileGameRunning, false).toBool();
     record.autoSyncEnabled = settings.value(kAutoSyncEnabled, false).toBool();
+    const QString pause = settings.value(kAutoSyncPausedUntil).toString();
+    record.autoSyncPausedUntilResumed = pause == kUntilResumed;
+    record.autoSyncPausedUntil = QDateTime::fromString(pause, Qt::ISODate).toUTC();
     const bool autoSyncSwitchedOff =
         record.autoSyncEnabled && hooks.isTargetUsable &&
         !hooks.isTargetUsable(record.targetPath, record.targetValidationEnabled);
@@ -285,6 +291,14 @@ void WriteSettingsFile(const QString& settingsPath, const SettingsRecord& record
     settings.setValue(kDownloadFps, record.downloadFilesPerSecond);
     settings.setValue(kCompareFps, record.compareFilesPerSecond);
     settings.setValue(kAutoSyncEnabled, record.autoSyncEnabled);
+    if (record.autoSyncPausedUntilResumed) {
+        settings.setValue(kAutoSyncPausedUntil, kUntilResumed);
+    } else if (record.autoSyncPausedUntil.isValid()) {
+        settings.setValue(kAutoSyncPausedUntil,
+                          record.autoSyncPausedUntil.toUTC().toString(Qt::ISODate));
+    } else {
+        settings.remove(kAutoSyncPausedUntil);
+    }
     settings.setValue(kDownloadLimitEnabled, record.downloadLimitEnabled);
     settings.setValue(kDownloadLimitMBps, record.downloadLimitMBps);
     settings.setValue(kSyncWhileGameRunning, record.syncWhileGameRunning);

@@ -43,6 +43,8 @@ AutoSync::AutoSync(SettingsRecord& settings, ProjectLists& lists, const QString&
     connect(&retryTimer_, &QTimer::timeout, this,
             [this] { RunPending(Text("reason.sync_follow_up_after_change")); });
     connect(&folderTimer_, &QTimer::timeout, this, [this] { CheckGameFolder(); });
+    pauseTimer_.setSingleShot(true);
+    connect(&pauseTimer_, &QTimer::timeout, this, [this] { Resume(); });
 }
 
 QStringList AutoSync::Selection() const {
@@ -58,6 +60,7 @@ void AutoSync::Apply(bool initialRun) {
     if (settings_.autoSyncEnabled && initialRun) {
         OweInitialRun();
     }
+    ArmPauseEnd();
     watchSignature_.clear();  // the selection may be the same, the revisions are not
     RestartWatchers();
     emit StateChanged();
@@ -179,8 +182,8 @@ bool AutoSync::HasRunnablePending() const {
 // Starts the automatic run that pending changes (or auto-sync's first run) are owed, as soon
 // as a server with something pending has its list and the game folder is there.
 void AutoSync::RunPending(const QString& reason) {
-    if (stopped_ || !settings_.autoSyncEnabled || runs_.busy()) {
-        return;  // a run's end looks again
+    if (stopped_ || !settings_.autoSyncEnabled || runs_.busy() || Paused()) {
+        return;  // a run's end, or the pause's, looks again
     }
     if (pending_.empty() && !followUpRequested_) {
         return;
@@ -219,14 +222,66 @@ bool AutoSync::GameHoldsRuns() const {
            IsGameRunning(QDir::toNativeSeparators(settings_.targetPath.trimmed()).toStdWString());
 }
 
-const char* AutoSync::WaitingKey() const {
+QString AutoSync::WaitingText() const {
     if (!settings_.autoSyncEnabled) {
-        return nullptr;
+        return {};
+    }
+    if (Paused()) {
+        return settings_.autoSyncPausedUntilResumed
+                   ? Text("badge.auto_sync_paused")
+                   : Text("badge.auto_sync_paused_until")
+                         .arg(settings_.autoSyncPausedUntil.toLocalTime().toString(
+                             QStringLiteral("HH:mm")));
     }
     if (waitingForFolder_) {
-        return "badge.auto_sync_waiting_for_game_folder";
+        return Text("badge.auto_sync_waiting_for_game_folder");
     }
-    return waitingForGame_ ? "badge.auto_sync_waiting_for_game" : nullptr;
+    return waitingForGame_ ? Text("badge.auto_sync_waiting_for_game") : QString();
+}
+
+bool AutoSync::Paused() const {
+    return settings_.autoSyncPausedUntilResumed ||
+           (settings_.autoSyncPausedUntil.isValid() &&
+            QDateTime::currentDateTimeUtc() < settings_.autoSyncPausedUntil);
+}
+
+void AutoSync::Pause(int minutes) {
+    settings_.autoSyncPausedUntilResumed = minutes <= 0;
+    settings_.autoSyncPausedUntil =
+        minutes <= 0 ? QDateTime() : QDateTime::currentDateTimeUtc().addSecs(minutes * 60LL);
+    StopWaiting();
+    ArmPauseEnd();
+    emit LogLine(minutes <= 0 ? Text("log.auto_sync_paused")
+                              : Text("log.auto_sync_paused_until")
+                                    .arg(settings_.autoSyncPausedUntil.toLocalTime().toString(
+                                        QStringLiteral("HH:mm"))));
+    emit StateChanged();
+    emit SettingsChanged();
+}
+
+void AutoSync::Resume() {
+    const bool wasPaused =
+        settings_.autoSyncPausedUntilResumed || settings_.autoSyncPausedUntil.isValid();
+    settings_.autoSyncPausedUntilResumed = false;
+    settings_.autoSyncPausedUntil = QDateTime();
+    pauseTimer_.stop();
+    if (!wasPaused) {
+        return;
+    }
+    emit LogLine(Text("log.auto_sync_resumed"));
+    emit StateChanged();
+    emit SettingsChanged();
+    RunPending(Text("reason.auto_sync_resumed"));
+}
+
+// A pause for a time ends by itself, also one that outlived a restart.
+void AutoSync::ArmPauseEnd() {
+    pauseTimer_.stop();
+    if (settings_.autoSyncPausedUntilResumed || !settings_.autoSyncPausedUntil.isValid()) {
+        return;
+    }
+    const qint64 left = QDateTime::currentDateTimeUtc().msecsTo(settings_.autoSyncPausedUntil);
+    pauseTimer_.start(static_cast<int>(std::clamp<qint64>(left, 0, 24LL * 3600 * 1000)));
 }
 
 // Automatic runs wait while the game runs; their changes stay pending. Said once a wait.
@@ -322,6 +377,7 @@ void AutoSync::AfterRun(bool ok, bool automatic) {
 void AutoSync::Stop() {
     stopped_ = true;
     StopWaiting();
+    pauseTimer_.stop();
     retryTimer_.stop();
     watchers_.Stop();
 }

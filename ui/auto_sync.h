@@ -65,8 +65,13 @@ public:
     int RunningWatchers() const { return watchers_.Running(); }
     bool WaitingForGameFolder() const { return waitingForFolder_; }
     bool WaitingForGame() const { return waitingForGame_; }
-    // The text key of what auto-sync waits for, or null when it waits for nothing.
-    const char* WaitingKey() const;
+    // What auto-sync waits for, as the badge says it; empty when it waits for nothing.
+    QString WaitingText() const;
+    // Paused from the tray: automatic runs wait, changes stay pending. `minutes` 0: until
+    // resumed. Kept in the settings, so a pause outlives a restart.
+    void Pause(int minutes);
+    void Resume();
+    bool Paused() const;
     std::size_t PendingCount() const { return pending_.size(); }
 
 signals:
@@ -85,6 +90,7 @@ private:
     bool HasRunnablePending() const;
     void CheckGameFolder();
     void WaitForGame();
+    void ArmPauseEnd();
     void StopWaiting();
     void OnFeedAnsweredAgain(const QString& serverUrl);
 
@@ -100,6 +106,7 @@ private:
     QString watchSignature_;
     QTimer folderTimer_;
     QTimer retryTimer_;  // changes a failed automatic run left pending
+    QTimer pauseTimer_;  // the end of a pause for a time
     ChangeWatchers watchers_;
 };
 

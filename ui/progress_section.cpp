@@ -96,6 +96,10 @@ void ProgressSection::Show(const ProgressMessage& message, bool limited) {
                           : Text("progress.eta_total_unknown"));
 }
 
+int ProgressSection::Percent() const {
+    return bar_->maximum() == 100 ? bar_->value() : 0;
+}
+
 void ProgressSection::RunStarted(const ThroughputRates& learnt) {
     cancelShown_ = false;
     running_ = true;
@@ -114,9 +118,9 @@ void ProgressSection::ShowCancelled() {
     Reset();
 }
 
-void ProgressSection::ShowAutoSyncBadge(bool visible, const char* waitingKey) {
-    const bool waiting = waitingKey != nullptr;
-    autoSyncBadge_->setText(Text(waiting ? waitingKey : "badge.auto_sync_active"));
+void ProgressSection::ShowAutoSyncBadge(bool visible, const QString& waitingText) {
+    const bool waiting = !waitingText.isEmpty();
+    autoSyncBadge_->setText(waiting ? waitingText : Text("badge.auto_sync_active"));
     if (autoSyncBadge_->property("waiting").toBool() != waiting) {
         autoSyncBadge_->setProperty("waiting", waiting);
         autoSyncBadge_->style()->unpolish(autoSyncBadge_);  // the style sheet reads the property

@@ -23,14 +23,16 @@ public:
     void SetPhase(bool comparing, bool force);
     // `limited`: the player's download limit holds the rate down, which the rate says.
     void Show(const ProgressMessage& message, bool limited = false);
+    // The bar's value: the phase's share done, 0 to 100.
+    int Percent() const;
     // A run starts estimating from the rates learnt in earlier runs.
     void RunStarted(const ThroughputRates& learnt);
     // The learnt rates with this run's blended in.
     ThroughputRates RunFinished(const ThroughputRates& learnt);
     // Reports still on their way after a stop keep the display reset.
     void ShowCancelled();
-    // The badge says what auto-sync waits for (a text key), or that it is on.
-    void ShowAutoSyncBadge(bool visible, const char* waitingKey);
+    // The badge says what auto-sync waits for, or that it is on.
+    void ShowAutoSyncBadge(bool visible, const QString& waitingText);
 
 private:
     QLabel* title_ = nullptr;

@@ -103,7 +103,10 @@ public:
     int RunningWatchers() const { return auto_.RunningWatchers(); }
     bool WaitingForGameFolder() const { return auto_.WaitingForGameFolder(); }
     bool WaitingForGame() const { return auto_.WaitingForGame(); }
-    const char* AutoSyncWaitingKey() const { return auto_.WaitingKey(); }
+    QString AutoSyncWaitingText() const { return auto_.WaitingText(); }
+    bool AutoSyncPaused() const { return auto_.Paused(); }
+    void PauseAutoSync(int minutes) { auto_.Pause(minutes); }
+    void ResumeAutoSync() { auto_.Resume(); }
     // Whether the game folder may be synced into, with the check as the player set it.
     bool TargetUsable() const;
     bool GameHoldsRuns() const { return auto_.GameHoldsRuns(); }

@@ -26,7 +26,6 @@
 #include "settings_dialog/settings_dialog.h"
 #include "sync/path_safety.h"
 #include "ui/command_bar.h"
-#include "ui/game_question.h"
 #include "widgets/section_parts.h"
 #include "widgets/theme.h"
 #include "widgets/ui_text.h"
@@ -64,8 +63,8 @@ TavrinQtWindow::TavrinQtWindow()
     controller_ = new SyncController(settings_, clientId_, this);
     prompter_ = new PasswordPrompter(this);
 
-    BuildUi();
     SetUpTray();
+    BuildUi();
     if (auto* application = qobject_cast<QApplication*>(QCoreApplication::instance())) {
         application->setStyleSheet(ThemeStyleSheet());
     }
@@ -152,6 +151,10 @@ void TavrinQtWindow::SetUpTray() {
     tray_ = new tavrin::TrayIcon(this);
     connect(tray_, &TrayIcon::OpenRequested, this, [this] { BringToFront(); });
     connect(tray_, &TrayIcon::ExitRequested, this, [this] { RequestExit(); });
+    connect(tray_, &TrayIcon::SyncNowRequested, this, [this] { RequestSync(false, {}); });
+    connect(tray_, &TrayIcon::PauseRequested, controller_, &SyncController::PauseAutoSync);
+    connect(tray_, &TrayIcon::ResumeRequested, controller_, &SyncController::ResumeAutoSync);
+    tray_->SetGameFolderSource([this] { return settings_.targetPath.trimmed(); });
     tray_->Retranslate();
     if (!tray_->Ensure()) {
         tray_->ScheduleRetry();
@@ -208,9 +211,7 @@ void TavrinQtWindow::Retranslate() {
     projects_->Retranslate();
     progress_->Retranslate();
     log_->Retranslate();
-    if (tray_ != nullptr) {
-        tray_->Retranslate();
-    }
+    tray_->Retranslate();
     RefreshAutoSyncBadge();
 }
 
@@ -222,16 +223,18 @@ void TavrinQtWindow::UpdateCommandStates() {
     const bool canSync =
         !busy && serverCount >= 1 && controller_->TargetUsable() && projects_->CheckedCount() >= 1;
     commandBar_->ShowStates(busy, canSync, !busy && serverCount >= 1);
+    tray_->ShowMenuStates(canSync, settings_.autoSyncEnabled, controller_->AutoSyncPaused());
     projects_->SetEnabledForRun(!busy);
 }
 
 void TavrinQtWindow::RefreshAutoSyncBadge() {
-    if (progress_ == nullptr || controller_ == nullptr || tray_ == nullptr) {
+    if (progress_ == nullptr) {
         return;
     }
-    const char* waitingKey = controller_->AutoSyncWaitingKey();
-    progress_->ShowAutoSyncBadge(settings_.autoSyncEnabled, waitingKey);
-    tray_->ShowState(waitingKey != nullptr ? Text(waitingKey) : QString());
+    const QString waiting = controller_->AutoSyncWaitingText();
+    progress_->ShowAutoSyncBadge(settings_.autoSyncEnabled, waiting);
+    tray_->ShowState(waiting);
+    UpdateCommandStates();
 }
 
 void TavrinQtWindow::LoadSettings() {
@@ -394,6 +397,7 @@ void TavrinQtWindow::RequestSync(bool automatic, const QString& reason) {
 
 void TavrinQtWindow::OnRunStarted() {
     progress_->RunStarted(LearntRates(settings_));
+    tray_->ShowSyncing(0);
     UpdateCommandStates();
 }
 
@@ -403,6 +407,7 @@ void TavrinQtWindow::OnRunFinished(bool ok, bool automatic, const QString& messa
     settings_.downloadFilesPerSecond = blended.downloadFilesPerSecond;
     settings_.compareFilesPerSecond = blended.compareFilesPerSecond;
     AppendLog(message, false);
+    tray_->ShowRunEnded(ok, message);
     ResetProgress();
     ScheduleSettingsSave();
     if (!ok && !automatic) {
@@ -417,12 +422,6 @@ void TavrinQtWindow::CancelSync() {
     }
     progress_->ShowCancelled();
     controller_->CancelSync();
-}
-
-void TavrinQtWindow::ShowBox(int icon, const char* titleKey, const QString& text) {
-    QMessageBox box(static_cast<QMessageBox::Icon>(icon), Text(titleKey), text, QMessageBox::Ok,
-                    this, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
-    box.exec();
 }
 
 // The window's life beside the tray: closing hides it there, Exit quits.
@@ -484,10 +483,7 @@ bool TavrinQtWindow::nativeEvent(const QByteArray& eventType, void* message, qin
     if (IsColourChangeMessage(id)) {
         ApplyDarkTitleBar(static_cast<NativeWindowHandle>(winId()));
     }
-    if (tray_->IsTaskbarCreated(id)) {
-        if (!tray_->Ensure()) {
-            tray_->ScheduleRetry();
-        }
+    if (tray_->ShowAgainAfter(id)) {
         return handled;
     }
     if (ShowMainWindowMessage != 0 && id == ShowMainWindowMessage) {

@@ -10,6 +10,7 @@
 #include "settings/settings_record.h"
 #include "sync/progress.h"
 #include "ui/log_view.h"
+#include "ui/message_boxes.h"
 #include "ui/password_prompter.h"
 #include "ui/progress_section.h"
 #include "ui/project_section.h"
@@ -92,6 +93,7 @@ public:
     // The sync section and the log.
     void ShowProgress(const ProgressMessage& message) {
         progress_->Show(message, controller_->DownloadLimitHolding());
+        tray_->ShowSyncing(progress_->Percent());
     }
     void ResetProgress() { progress_->Reset(); }
     void SetProgressPhase(bool comparing, bool force) { progress_->SetPhase(comparing, force); }
@@ -126,7 +128,9 @@ private:
     void TakeSettingsBack(const SettingsDialog& dialog);
     void OnRunStarted();
     void OnRunFinished(bool ok, bool automatic, const QString& message);
-    void ShowBox(int icon, const char* titleKey, const QString& text);
+    void ShowBox(int icon, const char* titleKey, const QString& text) {
+        ShowMessage(this, icon, titleKey, text);
+    }
 
     SettingsKeeper* keeper_;
     SettingsRecord& settings_;  // the keeper's

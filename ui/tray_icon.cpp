@@ -2,9 +2,12 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QDesktopServices>
 #include <QMenu>
 #include <QSystemTrayIcon>
+#include <QTime>
 #include <QTimer>
+#include <QUrl>
 
 #include "app/native_window.h"
 #include "widgets/ui_text.h"
@@ -28,11 +31,44 @@ TrayIcon::TrayIcon(QWidget* window) : QObject(window), window_(window) {
     taskbarCreatedMessage_ = RegisterNamedMessage(L"TaskbarCreated");
     menu_ = new QMenu(window);
     menu_->setObjectName(QStringLiteral("TrayMenu"));
-    openAction_ = menu_->addAction(QString());
+    AddActions();
+}
+
+void TrayIcon::AddActions() {
+    const auto add = [this](QMenu* menu, const char* name, auto signal) {
+        QAction* action = menu->addAction(QString());
+        action->setObjectName(QString::fromLatin1(name));
+        connect(action, &QAction::triggered, this, signal);
+        return action;
+    };
+    openAction_ = add(menu_, "TrayOpenAction", &TrayIcon::OpenRequested);
     menu_->addSeparator();
-    exitAction_ = menu_->addAction(QString());
-    connect(openAction_, &QAction::triggered, this, &TrayIcon::OpenRequested);
-    connect(exitAction_, &QAction::triggered, this, &TrayIcon::ExitRequested);
+    syncNowAction_ = add(menu_, "TraySyncNowAction", &TrayIcon::SyncNowRequested);
+    pauseMenu_ = menu_->addMenu(QString());
+    pauseMenu_->setObjectName(QStringLiteral("TrayPauseMenu"));
+    pauseHourAction_ = pauseMenu_->addAction(QString());
+    pauseHourAction_->setObjectName(QStringLiteral("TrayPauseHourAction"));
+    connect(pauseHourAction_, &QAction::triggered, this, [this] { emit PauseRequested(60); });
+    pauseUntilResumeAction_ = pauseMenu_->addAction(QString());
+    pauseUntilResumeAction_->setObjectName(QStringLiteral("TrayPauseUntilResumeAction"));
+    connect(pauseUntilResumeAction_, &QAction::triggered, this, [this] { emit PauseRequested(0); });
+    resumeAction_ = add(menu_, "TrayResumeAction", &TrayIcon::ResumeRequested);
+    resumeAction_->setVisible(false);
+    openFolderAction_ = menu_->addAction(QString());
+    openFolderAction_->setObjectName(QStringLiteral("TrayOpenGameFolderAction"));
+    connect(openFolderAction_, &QAction::triggered, this, [this] {
+        if (gameFolder_ && !gameFolder_().isEmpty()) {
+            QDesktopServices::openUrl(QUrl::fromLocalFile(gameFolder_()));
+        }
+    });
+    menu_->addSeparator();
+    exitAction_ = add(menu_, "TrayExitAction", &TrayIcon::ExitRequested);
+}
+
+void TrayIcon::ShowMenuStates(bool canSync, bool autoSyncOn, bool paused) {
+    syncNowAction_->setEnabled(canSync);
+    pauseMenu_->menuAction()->setVisible(autoSyncOn && !paused);
+    resumeAction_->setVisible(autoSyncOn && paused);
 }
 
 bool TrayIcon::Ensure() {
@@ -73,24 +109,97 @@ bool TrayIcon::IsTaskbarCreated(std::uint32_t messageId) const {
     return taskbarCreatedMessage_ != 0 && messageId == taskbarCreatedMessage_;
 }
 
+bool TrayIcon::ShowAgainAfter(std::uint32_t messageId) {
+    if (!IsTaskbarCreated(messageId)) {
+        return false;
+    }
+    if (!Ensure()) {
+        ScheduleRetry();
+    }
+    return true;
+}
+
 void TrayIcon::Retranslate() {
     openAction_->setText(Text("tray.open"));
+    syncNowAction_->setText(Text("tray.sync_now"));
+    pauseMenu_->setTitle(Text("tray.pause_auto_sync"));
+    pauseHourAction_->setText(Text("tray.pause_one_hour"));
+    pauseUntilResumeAction_->setText(Text("tray.pause_until_resume"));
+    resumeAction_->setText(Text("tray.resume_auto_sync"));
+    openFolderAction_->setText(Text("tray.open_game_folder"));
     exitAction_->setText(Text("tray.exit"));
-    if (icon_ != nullptr) {
-        icon_->setToolTip(ToolTip());
-    }
+    RefreshToolTip();
 }
 
 void TrayIcon::ShowState(const QString& state) {
     state_ = state;
+    RefreshToolTip();
+}
+
+void TrayIcon::ShowSyncing(int percent) {
+    if (percent != syncingPercent_) {
+        syncingPercent_ = percent;
+        RefreshToolTip();
+    }
+}
+
+void TrayIcon::ShowRunEnded(bool ok, const QString& error) {
+    syncingPercent_ = -1;
+    lastError_ = ok ? QString() : error;
+    if (ok) {
+        lastSyncTime_ = QTime::currentTime().toString(QStringLiteral("HH:mm"));
+    }
+    RefreshToolTip();
+}
+
+void TrayIcon::RefreshToolTip() {
     if (icon_ != nullptr) {
         icon_->setToolTip(ToolTip());
     }
 }
 
 QString TrayIcon::ToolTip() const {
-    return state_.isEmpty() ? Text("app.title")
-                            : Text("app.title") + QStringLiteral(" \u2013 ") + state_;
+    QString state = state_;
+    if (syncingPercent_ >= 0) {
+        state = Text("tray.state_syncing").arg(syncingPercent_);
+    } else if (state.isEmpty() && !lastError_.isEmpty()) {
+        state = Text("tray.state_error").arg(lastError_);
+    } else if (state.isEmpty() && !lastSyncTime_.isEmpty()) {
+        state = Text("tray.state_up_to_date").arg(lastSyncTime_);
+    }
+    return state.isEmpty() ? Text("app.title")
+                           : Text("app.title") + QStringLiteral(" \u2013 ") + state;
+}
+
+namespace {
+
+std::vector<TrayMenuItem> ItemsOf(const QMenu& menu, std::vector<QAction*>& actions) {
+    std::vector<TrayMenuItem> items;
+    for (QAction* action : menu.actions()) {
+        if (!action->isVisible()) {
+            continue;
+        }
+        TrayMenuItem item;
+        if (!action->isSeparator()) {
+            item.text = action->text().remove(QLatin1Char('&')).toStdWString();
+            item.enabled = action->isEnabled();
+        }
+        if (action->menu() != nullptr) {
+            item.submenu = ItemsOf(*action->menu(), actions);
+        } else if (!action->isSeparator()) {
+            actions.push_back(action);
+            item.id = static_cast<int>(actions.size());
+        }
+        items.push_back(std::move(item));
+    }
+    return items;
+}
+
+}  // namespace
+
+std::vector<TrayMenuItem> TrayIcon::NativeMenuItems(std::vector<QAction*>& actions) const {
+    actions.clear();
+    return ItemsOf(*menu_, actions);
 }
 
 void TrayIcon::ShowToast(const char* key) {
@@ -127,13 +236,12 @@ void TrayIcon::ShowNativeMenu() {
         return;
     }
     const QRect area = icon_ != nullptr ? icon_->geometry() : QRect();
-    const TrayMenuChoice choice = ShowNativeTrayMenu(
-        static_cast<NativeWindowHandle>(window_->winId()), area.isValid(), area.center().x(),
-        area.top(), Text("tray.open").toStdWString(), Text("tray.exit").toStdWString());
-    if (choice == TrayMenuChoice::open) {
-        emit OpenRequested();
-    } else if (choice == TrayMenuChoice::exit) {
-        emit ExitRequested();
+    std::vector<QAction*> actions;
+    const std::vector<TrayMenuItem> items = NativeMenuItems(actions);
+    const int chosen = ShowNativeTrayMenu(static_cast<NativeWindowHandle>(window_->winId()),
+                                          area.isValid(), area.center().x(), area.top(), items);
+    if (chosen > 0 && static_cast<std::size_t>(chosen) <= actions.size()) {
+        actions[static_cast<std::size_t>(chosen) - 1]->trigger();
     }
 }
 

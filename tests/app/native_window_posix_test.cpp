@@ -9,7 +9,8 @@ namespace {
 TEST(NativeWindowPosixTest, TheToolkitMenuAndNoRegisteredMessages) {
     EXPECT_FALSE(HasNativeTrayMenu());
     EXPECT_EQ(RegisterNamedMessage(L"TaskbarCreated"), 0u);
-    EXPECT_EQ(ShowNativeTrayMenu(1, false, 0, 0, L"Open", L"Exit"), TrayMenuChoice::unavailable);
+    EXPECT_EQ(ShowNativeTrayMenu(1, false, 0, 0, {{1, L"Open", true, {}}, {2, L"Exit", true, {}}}),
+              kTrayMenuUnavailable);
     EXPECT_FALSE(BroadcastMessage(0xC001));
     EXPECT_EQ(IconSizesOfSystem().smallSize, 16);
 }

@@ -41,7 +41,8 @@ TEST(NativeWindowWinTest, AMessageRecordGivesItsNumber) {
 
 TEST(NativeWindowWinTest, NoWindowMeansNoMenuAndNoIcons) {
     EXPECT_FALSE(SetNativeWindowIcons(0));
-    EXPECT_EQ(ShowNativeTrayMenu(0, false, 0, 0, L"Open", L"Exit"), TrayMenuChoice::unavailable);
+    EXPECT_EQ(ShowNativeTrayMenu(0, false, 0, 0, {{1, L"Open", true, {}}, {2, L"Exit", true, {}}}),
+              kTrayMenuUnavailable);
 }
 
 TEST(NativeWindowWinTest, TheTitleBarAndIconsOfARealWindow) {

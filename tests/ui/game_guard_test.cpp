@@ -16,7 +16,7 @@
 #include "modal_answerer.h"
 #include "tests/support/child_program.h"
 #include "tests/support/content_server.h"
-#include "ui/game_question.h"
+#include "ui/message_boxes.h"
 #include "ui/tavrin_qt_window.h"
 #include "ui_sandbox.h"
 #include "widgets/ui_text.h"

@@ -33,20 +33,27 @@ private slots:
         QVERIFY(!window.TrayRetryPending());
     }
 
-    void TheMenuHoldsOpenASeparatorAndExit() {
+    void TheMenuHoldsItsActionsAndTheirTexts() {
         test::UiSandbox sandbox;
         TavrinQtWindow window;
         QMenu* menu = window.TrayMenu();
         QCOMPARE(window.TrayIcon()->contextMenu(), menu);
         const QList<QAction*> actions = menu->actions();
-        QCOMPARE(actions.size(), 3);
+        QCOMPARE(actions.size(), 8);
         QCOMPARE(actions[0]->text(), QStringLiteral("Open Tavrin"));
         QVERIFY(actions[1]->isSeparator());
-        QCOMPARE(actions[2]->text(), QStringLiteral("Exit"));
+        QCOMPARE(actions[2]->text(), QStringLiteral("Sync now"));
+        QCOMPARE(actions[3]->text(), QStringLiteral("Pause auto-sync"));
+        QCOMPARE(actions[3]->menu()->actions().size(), 2);
+        QCOMPARE(actions[4]->text(), QStringLiteral("Resume auto-sync"));
+        QCOMPARE(actions[5]->text(), QStringLiteral("Open game folder"));
+        QVERIFY(actions[6]->isSeparator());
+        QCOMPARE(actions[7]->text(), QStringLiteral("Exit"));
         SetLanguage("fr");
         window.Retranslate();
-        QVERIFY(actions[2]->text() != QStringLiteral("Exit"));
-        QCOMPARE(actions[2]->text(), QString::fromStdString(tavrin::tr("tray.exit")));
+        QVERIFY(actions[7]->text() != QStringLiteral("Exit"));
+        QCOMPARE(actions[7]->text(), QString::fromStdString(tavrin::tr("tray.exit")));
+        QCOMPARE(actions[2]->text(), QString::fromStdString(tavrin::tr("tray.sync_now")));
     }
 
     void ClosingHidesToTheTrayAndKeepsRunning() {

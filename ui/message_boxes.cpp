@@ -1,10 +1,16 @@
-#include "ui/game_question.h"
+#include "ui/message_boxes.h"
 
 #include <QMessageBox>
 
 #include "widgets/ui_text.h"
 
 namespace tavrin {
+
+void ShowMessage(QWidget* parent, int icon, const char* titleKey, const QString& text) {
+    QMessageBox box(static_cast<QMessageBox::Icon>(icon), Text(titleKey), text, QMessageBox::Ok,
+                    parent, Qt::Dialog | Qt::MSWindowsFixedSizeDialogHint);
+    box.exec();
+}
 
 bool AskSyncWhileGameRuns(QWidget* parent) {
     QMessageBox box(QMessageBox::Question, Text("title.sync"), Text("dialog.game_running_question"),
