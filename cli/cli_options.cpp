@@ -109,10 +109,11 @@ std::string CliUsage() {
            "\n"
            "Commands:\n"
            "  projects --server URL [--allow-http]\n"
-           "  sync     --server URL --target DIR --project NAME [--project NAME]...\n"
+           "  sync     [--server URL] [--target DIR] [--project NAME]...\n"
            "           [--password NAME=SECRET]... [--allow-http] [--no-target-check] [--json]\n"
            "           [--limit-rate RATE]\n"
            "  watch    (the options of sync) [--wait SECONDS]\n"
+           "           (sync and watch take what is not given from the window's settings)\n"
            "  dropped  --server URL --target DIR --project NAME [--project NAME]...\n"
            "           [--password NAME=SECRET]... [--allow-http]\n"
            "  find-game\n"
@@ -131,17 +132,18 @@ bool ParseCliOptions(const std::vector<std::string>& arguments, CliOptions& opti
         error = "no command given";
         return false;
     }
-    const bool syncing =
-        options.command == "sync" || options.command == "watch" || options.command == "dropped";
-    if ((syncing || options.command == "projects") && options.server.empty()) {
+    // sync and watch take what they are not given from the window's settings, once the data
+    // folder is known.
+    const bool listing = options.command == "dropped";
+    if ((listing || options.command == "projects") && options.server.empty()) {
         error = options.command + " needs --server";
         return false;
     }
-    if (syncing && options.target.empty()) {
+    if (listing && options.target.empty()) {
         error = options.command + " needs --target";
         return false;
     }
-    if (syncing && options.projects.empty()) {
+    if (listing && options.projects.empty()) {
         error = options.command + " needs at least one --project";
         return false;
     }

@@ -166,9 +166,17 @@ int RunProjectsCommand(const CliOptions& options) {
     return kExitOk;
 }
 
-int RunSyncCommand(const CliOptions& options, std::atomic<bool>& cancel) {
-    CliOutput output(options.json, !options.json && StderrIsTerminal());
-    return SyncOnce(options, cancel, output);
+int RunSyncCommand(const std::vector<CliOptions>& runs, std::atomic<bool>& cancel) {
+    CliOutput output(runs.front().json, !runs.front().json && StderrIsTerminal());
+    int status = kExitOk;
+    for (const CliOptions& run : runs) {
+        const int ran = SyncOnce(run, cancel, output);
+        status = status == kExitOk ? ran : status;
+        if (ran == kExitInterrupted) {
+            break;
+        }
+    }
+    return status;
 }
 
 int RunWatchCommand(const CliOptions& options, std::atomic<bool>& cancel) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <vector>
 
 #include "cli/cli_options.h"
 
@@ -13,7 +14,8 @@ inline constexpr int kExitUsage = 2;
 inline constexpr int kExitInterrupted = 130;
 
 int RunProjectsCommand(const CliOptions& options);
-int RunSyncCommand(const CliOptions& options, std::atomic<bool>& cancel);
+// One run per server, in turn; the status of the first that failed, else 0.
+int RunSyncCommand(const std::vector<CliOptions>& runs, std::atomic<bool>& cancel);
 int RunWatchCommand(const CliOptions& options, std::atomic<bool>& cancel);
 int RunDroppedCommand(const CliOptions& options, std::atomic<bool>& cancel);
 int RunFindGameCommand();

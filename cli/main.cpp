@@ -6,6 +6,7 @@
 #include "cli/cli_options.h"
 #include "cli/commands.h"
 #include "cli/terminal.h"
+#include "cli/window_defaults.h"
 #include "i18n/translator.h"
 #include "i18n/utf8_conversion.h"
 #include "net/server_endpoint.h"
@@ -52,11 +53,15 @@ int main(int argc, char** argv) {
     if (options.command == "projects") {
         return RunProjectsCommand(options);
     }
-    if (options.command == "sync") {
-        return RunSyncCommand(options, cancel);
-    }
-    if (options.command == "watch") {
-        return RunWatchCommand(options, cancel);
+    if (options.command == "sync" || options.command == "watch") {
+        std::vector<CliOptions> runs;
+        if (!PlanSyncRuns(options, tavrin::SettingsFilePath(), runs, error)) {
+            WriteErr("tavrin-cli: " + error + "\n\n" + CliUsage());
+            return kExitUsage;
+        }
+        tavrin::plainHttpAllowed = runs.front().allowHttp;
+        return options.command == "sync" ? RunSyncCommand(runs, cancel)
+                                         : RunWatchCommand(runs.front(), cancel);
     }
     if (options.command == "dropped") {
         return RunDroppedCommand(options, cancel);
