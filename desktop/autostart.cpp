@@ -34,22 +34,22 @@ bool SetAutostart(bool enabled, AutostartMode mode, QString& errorText) {
         const std::wstring executable = OwnExecutable();
         if (executable.empty() ||
             !WriteAutostartValue(QString::fromStdWString(AutostartCommandFor(executable, mode)))) {
-            errorText = Text("error.autostart_registry_write_failed");
+            errorText = Text(AutostartTexts().writeFailed);
             return false;
         }
         const AutostartState state = QueryAutostart();
         if (!state.exists || !state.parsed || !state.matchesExecutable || state.mode != mode) {
-            errorText = Text("error.autostart_registry_verify_enable_failed");
+            errorText = Text(AutostartTexts().verifyEnableFailed);
             return false;
         }
         return true;
     }
     if (!RemoveAutostartValue()) {
-        errorText = Text("error.autostart_registry_write_failed");
+        errorText = Text(AutostartTexts().writeFailed);
         return false;
     }
     if (QueryAutostart().exists) {
-        errorText = Text("error.autostart_registry_verify_disable_failed");
+        errorText = Text(AutostartTexts().verifyDisableFailed);
         return false;
     }
     return true;

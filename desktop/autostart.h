@@ -17,6 +17,17 @@ AutostartMode RegisteredModeOr(AutostartMode fallback);
 // when the write failed or the entry read back is not what was asked for.
 bool SetAutostart(bool enabled, AutostartMode mode, QString& errorText);
 
+// The text keys that name where this platform keeps the entry (the Windows registry, or
+// ~/.config/autostart).
+struct AutostartTextKeys {
+    const char* checkbox;
+    const char* hint;
+    const char* writeFailed;
+    const char* verifyEnableFailed;
+    const char* verifyDisableFailed;
+};
+const AutostartTextKeys& AutostartTexts();
+
 // The stored entry itself: its command, empty when there is none.
 QString ReadAutostartValue();
 // False when the store reported an error.

@@ -26,6 +26,14 @@ QString EntryPath() {
 
 }  // namespace
 
+const AutostartTextKeys& AutostartTexts() {
+    static constexpr AutostartTextKeys kKeys{
+        "dialog.autostart_checkbox_linux", "dialog.autostart_hint_linux",
+        "error.autostart_entry_write_failed", "error.autostart_entry_verify_enable_failed",
+        "error.autostart_entry_verify_disable_failed"};
+    return kKeys;
+}
+
 QString ReadAutostartValue() {
     QFile file(EntryPath());
     if (!file.open(QIODevice::ReadOnly)) {

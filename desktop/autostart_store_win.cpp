@@ -14,6 +14,14 @@ const QString kValueName = QStringLiteral("Tavrin");
 
 }  // namespace
 
+const AutostartTextKeys& AutostartTexts() {
+    static constexpr AutostartTextKeys kKeys{"dialog.autostart_checkbox", "dialog.autostart_hint",
+                                             "error.autostart_registry_write_failed",
+                                             "error.autostart_registry_verify_enable_failed",
+                                             "error.autostart_registry_verify_disable_failed"};
+    return kKeys;
+}
+
 QString ReadAutostartValue() {
     const QSettings run(kRunKey, QSettings::NativeFormat);
     return run.value(kValueName).toString();

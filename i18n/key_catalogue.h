@@ -7,7 +7,7 @@ namespace tavrin {
 
 // Every translation key the program looks up. Each language pack holds all of them; a key
 // used in the code but missing here fails a test.
-inline constexpr std::array<std::string_view, 227> kTranslationKeys = {
+inline constexpr std::array<std::string_view, 232> kTranslationKeys = {
     "accessible.project_from_server",
     "action.refresh_projects",
     "action.stop",
@@ -33,7 +33,9 @@ inline constexpr std::array<std::string_view, 227> kTranslationKeys = {
     "dialog.auto_sync_projects_title",
     "dialog.auto_sync_target_required_warning",
     "dialog.autostart_checkbox",
+    "dialog.autostart_checkbox_linux",
     "dialog.autostart_hint",
+    "dialog.autostart_hint_linux",
     "dialog.autostart_mode_label",
     "dialog.autostart_mode_tray",
     "dialog.autostart_mode_window",
@@ -71,6 +73,9 @@ inline constexpr std::array<std::string_view, 227> kTranslationKeys = {
     "dialog.target_validation_hint",
     "error.absolute_server_file_path",
     "error.atomic_replace_failed",
+    "error.autostart_entry_verify_disable_failed",
+    "error.autostart_entry_verify_enable_failed",
+    "error.autostart_entry_write_failed",
     "error.autostart_registry_verify_disable_failed",
     "error.autostart_registry_verify_enable_failed",
     "error.autostart_registry_write_failed",

@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QVBoxLayout>
 
+#include "desktop/autostart.h"
 #include "widgets/ui_text.h"
 
 namespace tavrin {
@@ -19,8 +20,8 @@ constexpr int kTrayItem = 1;
 
 AutostartPage::AutostartPage() : SettingsPage("SettingsAutostartTab", "dialog.tab_autostart") {
     Layout()->addWidget(TranslatedLabel("section.autostart", "SectionTitle"));
-    autostart_ = TranslatedCheck("SettingsAutostartCheck", "dialog.autostart_checkbox");
-    Layout()->addWidget(TranslatedLabel("dialog.autostart_hint", "HintLabel"));
+    autostart_ = TranslatedCheck("SettingsAutostartCheck", AutostartTexts().checkbox);
+    Layout()->addWidget(TranslatedLabel(AutostartTexts().hint, "HintLabel"));
     auto* row = new QHBoxLayout;
     row->addWidget(TranslatedLabel("dialog.autostart_mode_label", nullptr));
     mode_ = new QComboBox(this);

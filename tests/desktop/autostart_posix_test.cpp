@@ -31,6 +31,26 @@ class AutostartPosixTest : public QObject {
 private slots:
     void init() { SetLanguage("en"); }
 
+    // The check box, its hint and its errors name where Linux keeps the entry, in every
+    // language, and never the Windows registry.
+    void TheTextsSpeakOfLinuxNotWindows() {
+        const AutostartTextKeys& keys = AutostartTexts();
+        for (const char* language : {"en", "de", "es", "fr", "hu", "nl"}) {
+            SetLanguage(language);
+            for (const char* key : {keys.checkbox, keys.hint, keys.writeFailed,
+                                    keys.verifyEnableFailed, keys.verifyDisableFailed}) {
+                const QString text = QString::fromStdString(tavrin::tr(key));
+                QVERIFY2(!text.contains(QStringLiteral("Windows")), key);
+                QVERIFY2(!text.startsWith(QStringLiteral("dialog.")) &&
+                             !text.startsWith(QStringLiteral("error.")),
+                         key);
+            }
+            QVERIFY(QString::fromStdString(tavrin::tr(keys.hint))
+                        .contains(QStringLiteral("~/.config/autostart")));
+        }
+        SetLanguage("en");
+    }
+
     void EnablingInWindowModeWritesOnlyTheQuotedPath() {
         test::UiSandbox sandbox;
         QString error;
@@ -99,8 +119,7 @@ private slots:
         blocker.close();
         QString error;
         QVERIFY(!SetAutostart(true, AutostartMode::tray, error));
-        QCOMPARE(error,
-                 QString::fromStdString(tavrin::tr("error.autostart_registry_write_failed")));
+        QCOMPARE(error, QString::fromStdString(tavrin::tr("error.autostart_entry_write_failed")));
         QVERIFY(!error.startsWith(QStringLiteral("error.")));
     }
 
@@ -111,10 +130,9 @@ private slots:
         QDir().mkpath(sandbox.AutostartEntry());
         QString error;
         QVERIFY(!SetAutostart(true, AutostartMode::tray, error));
-        QVERIFY(error ==
-                    QString::fromStdString(tavrin::tr("error.autostart_registry_write_failed")) ||
+        QVERIFY(error == QString::fromStdString(tavrin::tr("error.autostart_entry_write_failed")) ||
                 error == QString::fromStdString(
-                             tavrin::tr("error.autostart_registry_verify_enable_failed")));
+                             tavrin::tr("error.autostart_entry_verify_enable_failed")));
         // Removal of a folder standing there fails, and the entry's place is still taken.
         QVERIFY(!SetAutostart(false, AutostartMode::tray, error));
     }

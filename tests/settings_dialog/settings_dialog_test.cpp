@@ -466,7 +466,7 @@ private slots:
         Named<QCheckBox>(dialog, "SettingsAutostartCheck")->click();
         ModalAnswerer answers;
         ButtonWithText(dialog, T("button.ok"))->click();
-        QCOMPARE(answers.messages, QStringList{T("error.autostart_registry_write_failed")});
+        QCOMPARE(answers.messages, QStringList{T(AutostartTexts().writeFailed)});
         QCOMPARE(answers.titles, QStringList{T("section.autostart")});
         QVERIFY(dialog.isVisible());
         QCOMPARE(CurrentTab(dialog), "SettingsAutostartTab");
