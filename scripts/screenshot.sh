@@ -14,10 +14,12 @@
 #   docs/screenshots/waiting-for-game-folder.png
 #                                             tavrin on Linux with auto-sync on and the game
 #                                             folder on a drive that is not mounted
+#   docs/screenshots/tray-menu.png            the tray icon's menu on Linux (trayer on Xvfb),
+#                                             auto-sync on, "Pause auto-sync" opened
 #   docs/screenshots/settings-*.png           the settings dialog on Linux, one picture per
 #                                             tab, opened from the menu bar of the first
 #                                             picture's window
-#   scripts/screenshot.sh [main|sync|waiting|settings|windows ...]
+#   scripts/screenshot.sh [main|sync|waiting|tray|settings|windows ...]
 #                             (all by default; builds first; TAVRIN_SKIP_DEPS=1 skips the
 #                             package step)
 set -euo pipefail
@@ -91,6 +93,16 @@ linux_picture() {
                 xdotool key ctrl+Return
                 sleep 5  # the run is comparing done and downloading by now
             fi
+            if [ "$1" = tray ]; then
+                # trayer stands at the top right; its one icon is the last 24 pixels.
+                xdotool mousemove 1266 12 click 3
+                sleep 1
+                xdotool key Down Down Down Right
+                sleep 1
+                import -window root -crop 300x170+980+0 "$0"
+                kill $pid
+                exit 0
+            fi
             if [ "$1" = settings ]; then
                 # The menu bar'"'"'s first entry opens the dialog; Ctrl+Tab walks its tabs.
                 xdotool mousemove --window "$window" 30 12 click 1
@@ -118,6 +130,9 @@ linux_picture() {
 mkdir -p docs/screenshots
 if want main; then
     linux_picture docs/screenshots/main-window.png
+fi
+if want tray; then
+    linux_picture docs/screenshots/tray-menu.png tray
 fi
 if want settings; then
     linux_picture docs/screenshots/settings-dialog settings
