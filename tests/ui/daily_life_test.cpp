@@ -32,6 +32,7 @@ namespace {
 
 using test::FileAt;
 using test::LogText;
+using test::MakeGameFolderAt;
 using test::ModalAnswerer;
 using test::UrlOf;
 using test::WindowSettings;
@@ -57,14 +58,6 @@ long long TimedQuit(std::unique_ptr<TavrinQtWindow>& window, const char* state) 
     const long long milliseconds = MillisecondsSince(start);
     qInfo("quit %s: %lld ms", state, milliseconds);
     return milliseconds;
-}
-
-// A game folder at `path`, made as a player's installation looks.
-void MakeGameFolderAt(const QString& path) {
-    QDir().mkpath(path + QStringLiteral("/content"));
-    QFile exe(path + QStringLiteral("/AssettoCorsa.exe"));
-    exe.open(QIODevice::WriteOnly);
-    exe.write("MZ");
 }
 
 QCheckBox* CheckFor(const TavrinQtWindow& window, const QString& text) {

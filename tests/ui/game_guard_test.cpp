@@ -28,19 +28,13 @@ namespace {
 
 using test::FileAt;
 using test::LogText;
+using test::MakeGameFolderAt;
 using test::ModalAnswerer;
 using test::UrlOf;
 using test::WindowSettings;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kRunMs = 30000;
-
-void MakeGameFolderAt(const QString& path) {
-    QDir().mkpath(path + QStringLiteral("/content"));
-    QFile exe(path + QStringLiteral("/AssettoCorsa.exe"));
-    exe.open(QIODevice::WriteOnly);
-    exe.write("MZ");
-}
 
 // Starts a copy of the idle program from the game folder's "bin": the game, to the window.
 bool StartGameIn(const QString& game, test::ChildProgram& program) {

@@ -27,18 +27,12 @@ namespace tavrin {
 namespace {
 
 using test::FileAt;
+using test::MakeGameFolderAt;
 using test::ModalAnswerer;
 using test::UrlOf;
 using test::WindowSettings;
 
 constexpr int kRunMs = 30000;
-
-void MakeGameFolderAt(const QString& path) {
-    QDir().mkpath(path + QStringLiteral("/content"));
-    QFile exe(path + QStringLiteral("/AssettoCorsa.exe"));
-    exe.open(QIODevice::WriteOnly);
-    exe.write("MZ");
-}
 
 QAction* Action(const TavrinQtWindow& window, const char* name) {
     return window.findChild<QAction*>(QString::fromLatin1(name));

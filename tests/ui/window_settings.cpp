@@ -1,6 +1,7 @@
 #include "window_settings.h"
 
 #include <QByteArrayList>
+#include <QDir>
 #include <QFile>
 #include <QTextEdit>
 
@@ -38,6 +39,13 @@ QString LogText(const TavrinQtWindow& window) {
 QByteArray FileAt(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+}
+
+void MakeGameFolderAt(const QString& path) {
+    QDir().mkpath(path + QStringLiteral("/content"));
+    QFile exe(path + QStringLiteral("/AssettoCorsa.exe"));
+    exe.open(QIODevice::WriteOnly);
+    exe.write("MZ");
 }
 
 }  // namespace tavrin::test

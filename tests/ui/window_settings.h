@@ -37,4 +37,7 @@ QString LogText(const TavrinQtWindow& window);
 // A file's bytes, or "<missing>".
 QByteArray FileAt(const QString& path);
 
+// A game folder at `path`, made as a player's installation looks.
+void MakeGameFolderAt(const QString& path);
+
 }  // namespace tavrin::test
