@@ -157,6 +157,28 @@ check "both dropped files are still on disk" [ "$(cat "$work/dropgame/content/ol
 out=$(run_cli dropped --server "$url" --allow-http --target "$work/dropgame" --project gamma | tr -d '\r')
 check "dropped lists them, one a line" [ "$out" = "$(printf 'content/old/first.ini\ncontent/old/second.ini')" ]
 
+# A run that cannot fit on the game folder's volume (a 1 MiB tmpfs, where the suite may mount
+# one) stops before the first byte and exits 1 with the folder, the space needed and free.
+mkdir -p "$work/small"
+if [ -z "$runner" ] && mount -t tmpfs -o size=1m tmpfs "$work/small" 2>/dev/null; then
+    mkdir -p "$work/small/game/content" "$work/root/heavy/content"
+    printf 'MZ' >"$work/small/game/AssettoCorsa.exe"
+    head -c 1500000 /dev/urandom >"$work/root/heavy/content/track.kn5"
+    for _ in $(seq 50); do
+        curl -s "$url/file_list/heavy" | grep -q track.kn5 && break
+        sleep 0.1
+    done
+    run_cli sync --server "$url" --allow-http --target "$work/small/game" --project heavy \
+        >/dev/null 2>"$work/space.err"
+    status=$?
+    check "a sync that cannot fit exits 1" [ $status -eq 1 ]
+    check "and says how much space it needs" grep -qF "Not enough free space in $work/small/game: this sync needs" "$work/space.err"
+    check "and wrote nothing" [ "$(find "$work/small/game" -type f | wc -l)" = 1 ]
+    umount "$work/small"
+else
+    echo "skipped the free-space check: no tmpfs could be mounted here"
+fi
+
 if [ -z "$runner" ]; then
     # The live progress line in a real terminal fits its width, 40 columns and after a resize.
     mkdir -p "$work/root/many" "$work/many"

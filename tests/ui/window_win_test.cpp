@@ -199,7 +199,10 @@ private slots:
         emit window.TrayIcon()->activated(QSystemTrayIcon::Context);
         answer.Wait();
         QVERIFY(answer.Opened());
-        QCOMPARE(answer.Entries(), (QStringList{Text("tray.open"), QString(), Text("tray.exit")}));
+        // Auto-sync is off: no pause to offer, and nothing to sync yet.
+        QCOMPARE(answer.Entries(),
+                 (QStringList{Text("tray.open"), QString(), Text("tray.sync_now"),
+                              Text("tray.open_game_folder"), QString(), Text("tray.exit")}));
         QVERIFY(Text("tray.exit") != QStringLiteral("Exit"));
         QVERIFY(!window.isVisible());
         QVERIFY(!window.IsShuttingDown());
