@@ -104,7 +104,15 @@ bool ReadPasswordFile(const std::filesystem::path& path,
                     " is not PROJECT=SECRET";
             return false;
         }
-        passwords.emplace(std::string(project), std::string(line.substr(equals + 1)));
+        // HTTP strips the blanks around a header's value, so a client could never send a
+        // secret's own: they are trimmed here too, and nothing left is no secret.
+        const std::string_view secret = TrimBlanks(line.substr(equals + 1));
+        if (secret.empty()) {
+            error = "--password-file " + name + ": line " + std::to_string(lineNumber) + " gives " +
+                    std::string(project) + " no secret";
+            return false;
+        }
+        passwords.emplace(std::string(project), std::string(secret));
     }
     return true;
 }

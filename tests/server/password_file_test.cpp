@@ -23,14 +23,26 @@ protected:
 };
 
 TEST_F(PasswordFileTest, linesGiveProjectsAndSecretsSkippingCommentsAndBlanks) {
-    const auto path =
-        Write("# league projects\n\n  Club Pack = a=b c \r\n\t# old=one\nbeta=pw\nempty=\n", 0600);
+    const auto path = Write(
+        "# league projects\n\n  Club Pack = a=b c \r\n\t# old=one\nbeta=pw\nprot2 = Other  \n",
+        0600);
     std::map<std::string, std::string> passwords;
     std::string error;
     ASSERT_TRUE(ReadPasswordFile(path, passwords, error)) << error;
+    // The blanks around a secret are trimmed, as HTTP trims them from the header a client sends.
     const std::map<std::string, std::string> expected{
-        {"Club Pack", " a=b c "}, {"beta", "pw"}, {"empty", ""}};
+        {"Club Pack", "a=b c"}, {"beta", "pw"}, {"prot2", "Other"}};
     EXPECT_EQ(passwords, expected);
+}
+
+TEST_F(PasswordFileTest, aLineWhoseSecretIsOnlyBlanksIsRefusedWithItsNumber) {
+    for (const char* text : {"beta=pw\nempty=\n", "beta=pw\nempty =  \t\n"}) {
+        const auto path = Write(text, 0600);
+        std::map<std::string, std::string> passwords;
+        std::string error;
+        EXPECT_FALSE(ReadPasswordFile(path, passwords, error));
+        EXPECT_EQ(error, "--password-file " + path.string() + ": line 2 gives empty no secret");
+    }
 }
 
 TEST_F(PasswordFileTest, aPasswordAlreadyGivenWins) {
