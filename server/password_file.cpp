@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
@@ -47,6 +48,43 @@ bool ReadAll(int descriptor, std::string& text) {
     }
 }
 
+// The file's lines: PROJECT=SECRET, blank lines and # comments. The blanks around both are
+// trimmed: HTTP strips them from a header's value, so a client could never send a secret's own.
+bool ReadPasswordLines(const std::string& text, const std::string& name,
+                       std::map<std::string, std::string>& passwords, std::string& error) {
+    std::size_t lineNumber = 0;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = std::min(text.find('\n', start), text.size());
+        std::string_view line(text.data() + start, end - start);
+        start = end + 1;
+        ++lineNumber;
+        if (!line.empty() && line.back() == '\r') {
+            line.remove_suffix(1);
+        }
+        const std::string_view trimmed = TrimBlanks(line);
+        if (trimmed.empty() || trimmed.front() == '#') {
+            continue;
+        }
+        const std::size_t equals = line.find('=');
+        const std::string_view project = equals == std::string_view::npos
+                                             ? std::string_view()
+                                             : TrimBlanks(line.substr(0, equals));
+        const std::string where =
+            "--password-file " + name + ": line " + std::to_string(lineNumber);
+        if (project.empty()) {
+            error = where + " is not PROJECT=SECRET";
+            return false;
+        }
+        const std::string_view secret = TrimBlanks(line.substr(equals + 1));
+        if (secret.empty()) {
+            error = where + " gives " + std::string(project) + " no secret";
+            return false;
+        }
+        passwords.emplace(std::string(project), std::string(secret));
+    }
+    return true;
+}
+
 }  // namespace
 
 bool ReadPasswordFile(const std::filesystem::path& path,
@@ -78,43 +116,7 @@ bool ReadPasswordFile(const std::filesystem::path& path,
         error = "--password-file " + name + ": cannot be read";
         return false;
     }
-    std::size_t lineNumber = 0;
-    std::size_t start = 0;
-    while (start < text.size()) {
-        std::size_t end = text.find('\n', start);
-        if (end == std::string::npos) {
-            end = text.size();
-        }
-        std::string_view line(text.data() + start, end - start);
-        start = end + 1;
-        ++lineNumber;
-        if (!line.empty() && line.back() == '\r') {
-            line.remove_suffix(1);
-        }
-        const std::string_view trimmed = TrimBlanks(line);
-        if (trimmed.empty() || trimmed.front() == '#') {
-            continue;
-        }
-        const std::size_t equals = line.find('=');
-        const std::string_view project = equals == std::string_view::npos
-                                             ? std::string_view()
-                                             : TrimBlanks(line.substr(0, equals));
-        if (project.empty()) {
-            error = "--password-file " + name + ": line " + std::to_string(lineNumber) +
-                    " is not PROJECT=SECRET";
-            return false;
-        }
-        // HTTP strips the blanks around a header's value, so a client could never send a
-        // secret's own: they are trimmed here too, and nothing left is no secret.
-        const std::string_view secret = TrimBlanks(line.substr(equals + 1));
-        if (secret.empty()) {
-            error = "--password-file " + name + ": line " + std::to_string(lineNumber) + " gives " +
-                    std::string(project) + " no secret";
-            return false;
-        }
-        passwords.emplace(std::string(project), std::string(secret));
-    }
-    return true;
+    return ReadPasswordLines(text, name, passwords, error);
 }
 
 }  // namespace tavrin::server
