@@ -28,7 +28,6 @@ namespace {
 
 using test::FileAt;
 using test::LogText;
-using test::MakeGameFolderAt;
 using test::ModalAnswerer;
 using test::UrlOf;
 using test::WindowSettings;
@@ -67,17 +66,10 @@ private slots:
 
     // The changes stay pending while the game runs and are synced once it is closed.
     void AutomaticRunsWaitUntilTheGameIsClosed() {
-        test::UiSandbox sandbox;
-        const QString game = sandbox.Root() + QStringLiteral("/Assetto Corsa");
-        MakeGameFolderAt(game);
+        test::TickedCars scene("auto_sync_enabled=true\n");
+        auto& [sandbox, game, server] = scene;
         test::ChildProgram running;
         QVERIFY(StartGameIn(game, running));
-        test::ContentServer server;
-        server.AddFile("Cars", "a.txt", "first");
-        server.SetChangeRevision(1);
-        sandbox.WriteSettings(WindowSettings(game, {{"Club", &server}},
-                                             UrlOf(server).toLower() + "|Cars",
-                                             "auto_sync_enabled=true\n"));
         auto window = std::make_unique<TavrinQtWindow>();
         const QString waiting = Logged("log.auto_sync_waiting_for_game");
         QTRY_VERIFY_WITH_TIMEOUT(LogText(*window).contains(waiting), kRunMs);
@@ -105,15 +97,10 @@ private slots:
 
     // A sync by hand asks first, No being the default: No leaves the folder alone, Yes syncs.
     void ASyncByHandAsksWhileTheGameRuns() {
-        test::UiSandbox sandbox;
-        const QString game = sandbox.Root() + QStringLiteral("/Assetto Corsa");
-        MakeGameFolderAt(game);
+        test::TickedCars scene;
+        auto& [sandbox, game, server] = scene;
         test::ChildProgram running;
         QVERIFY(StartGameIn(game, running));
-        test::ContentServer server;
-        server.AddFile("Cars", "a.txt", "first");
-        sandbox.WriteSettings(
-            WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars"));
         TavrinQtWindow window;
         auto* sync = window.findChild<QAction*>(QStringLiteral("SyncAction"));
         QTRY_VERIFY_WITH_TIMEOUT(sync->isEnabled(), kRunMs);
@@ -158,17 +145,10 @@ private slots:
 
     // With "Sync while the game is running" ticked, neither waits nor asks.
     void TheSettingLetsSyncsRunUnderTheGame() {
-        test::UiSandbox sandbox;
-        const QString game = sandbox.Root() + QStringLiteral("/Assetto Corsa");
-        MakeGameFolderAt(game);
+        test::TickedCars scene("auto_sync_enabled=true\nsync_while_game_running=true\n");
+        auto& [sandbox, game, server] = scene;
         test::ChildProgram running;
         QVERIFY(StartGameIn(game, running));
-        test::ContentServer server;
-        server.AddFile("Cars", "a.txt", "first");
-        server.SetChangeRevision(1);
-        sandbox.WriteSettings(
-            WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars",
-                           "auto_sync_enabled=true\nsync_while_game_running=true\n"));
         ModalAnswerer answerer;
         TavrinQtWindow window;
         QTRY_COMPARE_WITH_TIMEOUT(FileAt(game + QStringLiteral("/a.txt")), QByteArray("first"),

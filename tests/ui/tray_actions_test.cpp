@@ -110,13 +110,8 @@ private slots:
     }
 
     void SyncNowSyncsTheTickedProjects() {
-        test::UiSandbox sandbox;
-        const QString game = sandbox.Root() + QStringLiteral("/Assetto Corsa");
-        MakeGameFolderAt(game);
-        test::ContentServer server;
-        server.AddFile("Cars", "a.txt", "first");
-        sandbox.WriteSettings(
-            WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars"));
+        test::TickedCars scene;
+        auto& [sandbox, game, server] = scene;
         ModalAnswerer answerer;
         TavrinQtWindow window;
         QTRY_VERIFY_WITH_TIMEOUT(Action(window, "TraySyncNowAction")->isEnabled(), kRunMs);
@@ -133,15 +128,8 @@ private slots:
 
     // Paused for an hour: kept in the INI, changes wait, Resume runs them.
     void PausingForAnHourHoldsChangesUntilResumed() {
-        test::UiSandbox sandbox;
-        const QString game = sandbox.Root() + QStringLiteral("/Assetto Corsa");
-        MakeGameFolderAt(game);
-        test::ContentServer server;
-        server.AddFile("Cars", "a.txt", "first");
-        server.SetChangeRevision(1);
-        sandbox.WriteSettings(WindowSettings(game, {{"Club", &server}},
-                                             UrlOf(server).toLower() + "|Cars",
-                                             "auto_sync_enabled=true\n"));
+        test::TickedCars scene("auto_sync_enabled=true\n");
+        auto& [sandbox, game, server] = scene;
         ModalAnswerer answerer;
         auto window = std::make_unique<TavrinQtWindow>();
         QTRY_COMPARE_WITH_TIMEOUT(FileAt(game + QStringLiteral("/a.txt")), QByteArray("first"),
@@ -175,15 +163,8 @@ private slots:
 
     // Paused until resumed: the pause outlives a restart.
     void APauseUntilResumedOutlivesARestart() {
-        test::UiSandbox sandbox;
-        const QString game = sandbox.Root() + QStringLiteral("/Assetto Corsa");
-        MakeGameFolderAt(game);
-        test::ContentServer server;
-        server.AddFile("Cars", "a.txt", "first");
-        server.SetChangeRevision(1);
-        sandbox.WriteSettings(WindowSettings(game, {{"Club", &server}},
-                                             UrlOf(server).toLower() + "|Cars",
-                                             "auto_sync_enabled=true\n"));
+        test::TickedCars scene("auto_sync_enabled=true\n");
+        auto& [sandbox, game, server] = scene;
         ModalAnswerer answerer;
         {
             TavrinQtWindow window;

@@ -41,6 +41,15 @@ QByteArray FileAt(const QString& path) {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
 }
 
+TickedCars::TickedCars(const QByteArray& general)
+    : game(sandbox.Root() + QStringLiteral("/Assetto Corsa")) {
+    MakeGameFolderAt(game);
+    server.AddFile("Cars", "a.txt", "first");
+    server.SetChangeRevision(1);
+    sandbox.WriteSettings(
+        WindowSettings(game, {{"Club", &server}}, UrlOf(server).toLower() + "|Cars", general));
+}
+
 void MakeGameFolderAt(const QString& path) {
     QDir().mkpath(path + QStringLiteral("/content"));
     QFile exe(path + QStringLiteral("/AssettoCorsa.exe"));

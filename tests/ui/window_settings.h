@@ -5,6 +5,7 @@
 #include <QString>
 
 #include "tests/support/content_server.h"
+#include "ui_sandbox.h"
 
 namespace tavrin {
 class TavrinQtWindow;
@@ -39,5 +40,15 @@ QByteArray FileAt(const QString& path);
 
 // A game folder at `path`, made as a player's installation looks.
 void MakeGameFolderAt(const QString& path);
+
+// A player's set-up: a sandbox with a game folder, and a content server whose project "Cars"
+// (a.txt, "first", at revision 1) is ticked in the settings, with `general` added to them.
+struct TickedCars {
+    explicit TickedCars(const QByteArray& general = {});
+
+    UiSandbox sandbox;
+    QString game;
+    ContentServer server;
+};
 
 }  // namespace tavrin::test
